@@ -1,0 +1,12 @@
+// The variants of the primitives for one processor level. Compiled with that
+// level's instruction set, so nothing with inline code may be included here but
+// the kernels: the linker could give its copy to code for older processors.
+#include <cstdint>
+
+#include "dsp/kernels.h"
+
+namespace orbel {
+namespace sse41 {
+#include "dsp/all_kernels.inl"
+}
+}  // namespace orbel

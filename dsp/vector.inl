@@ -1,0 +1,86 @@
+// Vector arithmetic on 16 bits.
+
+static inline int16_t Saturate16(int32_t value) {
+  return static_cast<int16_t>(value > 32767 ? 32767 : value < -32768 ? -32768 : value);
+}
+
+int32_t dspMulC_16s_Sfs(const int16_t* src, int16_t value, int16_t* dst, int32_t length,
+                        int32_t scale) noexcept {
+  if (src == nullptr || dst == nullptr) return kDspNullPointer;
+  if (length < 1) return kDspBadLength;
+  if (scale < 0) return kDspBadScale;
+  // A product is 2^30 at the most, in magnitude.
+  if (scale <= 30) {
+    const int32_t half = scale > 0 ? 1 << (scale - 1) : 0;
+    for (int32_t i = 0; i < length; ++i)
+      dst[i] = Saturate16((src[i] * value + half) >> scale);
+  } else {
+    for (int32_t i = 0; i < length; ++i)
+      dst[i] = static_cast<int16_t>(scale == 31 && src[i] * value == 1 << 30 ? 1 : 0);
+  }
+  return kDspOk;
+}
+
+int32_t dspMulC_16s_ISfs(int16_t value, int16_t* srcDst, int32_t length, int32_t scale) noexcept {
+  return dspMulC_16s_Sfs(srcDst, value, srcDst, length, scale);
+}
+
+int32_t dspAdd_16s(const int16_t* src1, const int16_t* src2, int16_t* dst,
+                   int32_t length) noexcept {
+  if (src1 == nullptr || src2 == nullptr || dst == nullptr) return kDspNullPointer;
+  if (length < 1) return kDspBadLength;
+  for (int32_t i = 0; i < length; ++i) dst[i] = Saturate16(src1[i] + src2[i]);
+  return kDspOk;
+}
+
+int32_t dspAdd_16s_ISfs(const int16_t* src, int16_t* srcDst, int32_t length,
+                        int32_t scale) noexcept {
+  if (src == nullptr || srcDst == nullptr) return kDspNullPointer;
+  if (length < 1) return kDspBadLength;
+  if (scale < 0) return kDspBadScale;
+  if (scale > 16) return dspZero_16s(srcDst, length);
+  const int32_t half = scale > 0 ? 1 << (scale - 1) : 0;
+  for (int32_t i = 0; i < length; ++i)
+    srcDst[i] = Saturate16((src[i] + srcDst[i] + half) >> scale);
+  return kDspOk;
+}
+
+int32_t dspAddC_16s_I(int16_t value, int16_t* srcDst, int32_t length) noexcept {
+  if (srcDst == nullptr) return kDspNullPointer;
+  if (length < 1) return kDspBadLength;
+  if (value == 0) return kDspOk;
+  for (int32_t i = 0; i < length; ++i) srcDst[i] = Saturate16(srcDst[i] + value);
+  return kDspOk;
+}
+
+int32_t dspRShiftC_16s(const int16_t* src, int32_t count, int16_t* dst, int32_t length) noexcept {
+  if (src == nullptr || dst == nullptr) return kDspNullPointer;
+  if (length < 1) return kDspBadLength;
+  if (count < 0) return kDspNegativeShift;
+  if (count == 0) return dspCopy_16s(src, dst, length);
+  const int32_t shift = count > 15 ? 15 : count;
+  for (int32_t i = 0; i < length; ++i) dst[i] = static_cast<int16_t>(src[i] >> shift);
+  return kDspOk;
+}
+
+int32_t dspRShiftC_16s_I(int32_t count, int16_t* srcDst, int32_t length) noexcept {
+  return dspRShiftC_16s(srcDst, count, srcDst, length);
+}
+
+int32_t dspMax_16s(const int16_t* src, int32_t length, int16_t* result) noexcept {
+  if (src == nullptr || result == nullptr) return kDspNullPointer;
+  if (length < 1) return kDspBadLength;
+  int16_t most = src[0];
+  for (int32_t i = 1; i < length; ++i) most = src[i] > most ? src[i] : most;
+  *result = most;
+  return kDspOk;
+}
+
+int32_t dspMin_16s(const int16_t* src, int32_t length, int16_t* result) noexcept {
+  if (src == nullptr || result == nullptr) return kDspNullPointer;
+  if (length < 1) return kDspBadLength;
+  int16_t least = src[0];
+  for (int32_t i = 1; i < length; ++i) least = src[i] < least ? src[i] : least;
+  *result = least;
+  return kDspOk;
+}
