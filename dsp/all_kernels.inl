@@ -1,12 +1,14 @@
-// Included inside each processor level's namespace. Level files pull in no
-// library header with inline code: the linker could merge a copy made for a
-// newer processor into code for an older one.
-#define DSP_DECLARE(name, parameters, arguments) int32_t name parameters noexcept;
-DSP_KERNELS(DSP_DECLARE)
-#undef DSP_DECLARE
+// Every kernel, in the order in which the helpers need one another. Included
+// inside the namespace of a processor level.
 
+#define DSP_DECLARE_VARIANT(name, params, args) int32_t name params;
+DSP_KERNELS(DSP_DECLARE_VARIANT)
+#undef DSP_DECLARE_VARIANT
+
+#include "dsp/kernel_support.inl"
+// Below: the primitives.
 #include "dsp/common.inl"
 #include "dsp/g711.inl"
 #include "dsp/g726.inl"
 #include "dsp/speech.inl"
-#include "dsp/vector.inl"
+#include "dsp/vector_arithmetic.inl"

@@ -5,9 +5,8 @@
 namespace orbel {
 namespace {
 
-// The AVX variants exist for measuring: on the processors of today they win
-// nothing that pays for the transitions, so that automatic selection stops at
-// SSE4.1.
+// Automatic selection stops at SSE4.1 on purpose; the AVX variants are reached
+// by dspInitForced alone.
 constexpr bool kAvxAllowed = false;
 
 // Bits 1 and 2 of the extended control register: SSE and AVX state.
@@ -147,18 +146,20 @@ int32_t dspInitForced(int32_t level) {
 
 int32_t dspGetFeatures(uint64_t* features, DspCpuInfo* info) {
   if (features == nullptr) return kDspNullPointer;
-  DspCpuInfo leaf1;
-  if (!currentProcessor.identify(1, 0, &leaf1)) return kDspFeaturesUnreadable;
-  if (info != nullptr) {
-    DspCpuInfo result = leaf1;
-    if (*features == kDspInfoTag && !currentProcessor.identify(info->eax, info->ecx, &result)) {
-      return kDspFeaturesUnreadable;
-    }
-    *info = result;
-  }
+  // Identification is slow, hundreds of times so on a virtual machine: it runs
+  // only where its results are wanted.
+  DspCpuInfo result;
   if (!dspFeaturesValid) {
-    dspFeatures = FeaturesOf(leaf1);
+    if (!currentProcessor.identify(1, 0, &result)) return kDspFeaturesUnreadable;
+    dspFeatures = FeaturesOf(result);
     dspFeaturesValid = 1;
+  }
+  if (info != nullptr) {
+    const bool named = *features == kDspInfoTag;
+    const uint32_t leaf = named ? info->eax : 1;
+    const uint32_t subLeaf = named ? info->ecx : 0;
+    if (!currentProcessor.identify(leaf, subLeaf, &result)) return kDspFeaturesUnreadable;
+    *info = result;
   }
   *features = dspFeatures & dspFeatureMask;
   return kDspOk;

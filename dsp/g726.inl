@@ -1,369 +1,427 @@
-// ITU-T G.726. Signals bear the recommendation's names; shifts are arithmetic.
+// G.726 adaptive differential coding. Functions carry the names of the
+// recommendation's blocks; numbers are signed integers in place of its bit fields.
+//
+// The chain from one sample to the next is what limits the speed. The six products
+// of the zero predictor (B, DQ) stand side by side in vector lanes; they do not
+// depend on the sample before last's reconstruction and are done while the two
+// products of the pole predictor (A, SR), which do, go through plain registers.
 
-// One rate: code size and the tables by code magnitude.
-template <int32_t kBits>
-struct G726Rate;
+namespace g726 {
 
-// 16 kbit/s: RECONST (DQLN), FUNCTW (WI), FUNCTF (FI), and QUAN's upper decision
-// levels, the last one open.
-template <>
-struct G726Rate<2> {
-  static constexpr int16_t kDqln[2] = {116, 365};
-  static constexpr int16_t kWi[2] = {-22, 439};
-  static constexpr int16_t kFi[2] = {0, 7};
-  static constexpr int16_t kLevels[1] = {260};
+// A state's values while samples are run, in registers as far as they go.
+struct Memory {
+  V4x32 b[2];
+  V4xF dq[2];
+  int32_t a1, a2;
+  int32_t srSign[2], srExponent[2], srMantissa[2];
+  int32_t pk1, pk2;
+  int32_t yu, yl, dms, dml, ap, td;
 };
 
-// 24 kbit/s: RECONST (DQLN), FUNCTW (WI), FUNCTF (FI), and QUAN's upper decision
-// levels, the last one open.
-template <>
-struct G726Rate<3> {
-  static constexpr int16_t kDqln[4] = {-2048, 135, 273, 373};
-  static constexpr int16_t kWi[4] = {-4, 30, 137, 582};
-  static constexpr int16_t kFi[4] = {0, 1, 2, 7};
-  static constexpr int16_t kLevels[3] = {7, 217, 330};
-};
-
-// 32 kbit/s: RECONST (DQLN), FUNCTW (WI), FUNCTF (FI), and QUAN's upper decision
-// levels, the last one open.
-template <>
-struct G726Rate<4> {
-  static constexpr int16_t kDqln[8] = {-2048, 4, 135, 213, 273, 323, 373, 425};
-  static constexpr int16_t kWi[8] = {-12, 18, 41, 64, 112, 198, 355, 1122};
-  static constexpr int16_t kFi[8] = {0, 0, 0, 1, 1, 1, 3, 7};
-  static constexpr int16_t kLevels[7] = {-125, 79, 177, 245, 299, 348, 399};
-};
-
-// 40 kbit/s: RECONST (DQLN), FUNCTW (WI), FUNCTF (FI), and QUAN's upper decision
-// levels, the last one open.
-template <>
-struct G726Rate<5> {
-  static constexpr int16_t kDqln[16] = {-2048, -66, 28, 104, 169, 224, 274, 318, 358, 395, 429, 459, 488, 514, 539, 566};
-  static constexpr int16_t kWi[16] = {14, 14, 24, 39, 40, 41, 58, 100, 141, 179, 219, 280, 358, 440, 529, 696};
-  static constexpr int16_t kFi[16] = {0, 0, 0, 0, 0, 1, 1, 1, 1, 1, 2, 3, 4, 5, 6, 6};
-  static constexpr int16_t kLevels[15] = {-123, -17, 67, 138, 197, 249, 297, 338, 377, 412, 444, 474, 501, 527, 552};
-};
-
-// Decision levels end a range, so a difference belongs to the first magnitude
-// whose level is not below it.
-
-static inline int32_t Within(int32_t value, int32_t low, int32_t high) {
-  return value < low ? low : value > high ? high : value;
-}
-
-// Bits of a value above 0; 0 for 0.
-static inline int32_t BitLength(uint32_t value) { return value == 0 ? 0 : 32 - __builtin_clz(value); }
-
-// Keeps 16 bits, signed.
-static inline int32_t Wrap16(int32_t value) { return static_cast<int16_t>(value); }
-
-// FMULT: a coefficient times a past signal value, both in floating form.
-static inline int32_t FloatMultiply(int32_t coefficient, const orbel::G726Float& past) {
-  const int32_t cut = coefficient >> 2;
-  const auto magnitude = static_cast<uint32_t>((cut < 0 ? -cut : cut) & 8191);
-  const int32_t exponent = BitLength(magnitude);
-  const int32_t mantissa =
-      magnitude == 0 ? 32 : static_cast<int32_t>((magnitude << 6) >> exponent);
-  const int32_t sumExponent = past.exponent + exponent;
-  const int32_t product = (past.mantissa * mantissa + 48) >> 4;
-  // (product << 7) >> (26 - sumExponent), or shifted left where that is negative.
-  const auto shifted = static_cast<int32_t>(
-      ((static_cast<uint64_t>(product) << 9) << sumExponent >> 28) & 32767);
-  const int32_t negative = (coefficient >> 31) ^ past.negative;
-  return (shifted ^ negative) - negative;
-}
-
-// FLOATA, FLOATB.
-static inline orbel::G726Float ToFloat(uint32_t magnitude, int32_t negative) {
-  const int32_t exponent = BitLength(magnitude);
-  return {negative, exponent,
-          magnitude == 0 ? 32 : static_cast<int32_t>((magnitude << 6) >> exponent)};
-}
-
-struct G726Prediction {
-  int32_t se;   // signal estimate
-  int32_t sez;  // its part from the zeros
-  int32_t y;    // scale factor
-};
-
-static inline G726Prediction Predict(const orbel::G726State& s) {
-  int32_t zeros = 0;
-  for (int32_t i = 0; i < 6; ++i) zeros += FloatMultiply(s.b[i], s.dq[i]);
-  const int32_t poles = FloatMultiply(s.a[0], s.sr[0]) + FloatMultiply(s.a[1], s.sr[1]);
-  // LIMA, MIX
-  const int32_t al = s.ap >= 256 ? 64 : s.ap >> 2;
-  const int32_t slow = s.yl >> 6;
-  const int32_t difference = s.yu - slow;
-  const int32_t part = ((difference < 0 ? -difference : difference) * al) >> 6;
-  return {Wrap16(zeros + poles) >> 1, Wrap16(zeros) >> 1,
-          slow + (difference < 0 ? -part : part)};
-}
-
-template <int32_t kBits>
-static inline int32_t CodeMagnitude(int32_t code) {
-  constexpr int32_t kSign = 1 << (kBits - 1);
-  return (code & kSign) != 0 ? ~code & (kSign - 1) : code & (kSign - 1);
-}
-
-// LOG, SUBTB, QUAN: the code of a difference at a scale factor.
-template <int32_t kBits>
-static inline int32_t Quantise(int32_t d, int32_t y) {
-  const auto magnitude = static_cast<uint32_t>((d < 0 ? -d : d) & 32767);
-  const int32_t exponent = magnitude < 2 ? 0 : BitLength(magnitude) - 1;
-  const auto dl = 128 * exponent + static_cast<int32_t>((magnitude << 7 >> exponent) & 127);
-  const int32_t wrapped = (dl - (y >> 2)) & 4095;  // 12 bits, signed
-  const int32_t dln = wrapped >= 2048 ? wrapped - 4096 : wrapped;
-  int32_t code = 0;
-  for (const int16_t level : G726Rate<kBits>::kLevels) code += dln > level ? 1 : 0;
-  constexpr int32_t kAllOnes = (1 << kBits) - 1;
-  if (d < 0) return code ^ kAllOnes;
-  return code == 0 && kBits > 2 ? kAllOnes : code;
-}
-
-// Takes one code into the state. Returns SR, the reconstructed signal.
-template <int32_t kBits>
-static inline int32_t Update(orbel::G726State* state, int32_t code, const G726Prediction& p) {
-  orbel::G726State& s = *state;
-  const int32_t magnitude = CodeMagnitude<kBits>(code);
-  const int32_t negative = -(code >> (kBits - 1) & 1);
-
-  // RECONST, ADDA, ANTILOG
-  const int32_t dql = G726Rate<kBits>::kDqln[magnitude] + (p.y >> 2);
-  const int32_t dqMagnitude = dql < 0 ? 0 : ((128 + (dql & 127)) << 7) >> (14 - (dql >> 7));
-  const int32_t dq = (dqMagnitude ^ negative) - negative;
-
-  // TRANS
-  const int32_t ylInteger = s.yl >> 15;
-  const int32_t threshold = ylInteger > 9 ? 31744 : (32 + (s.yl >> 10 & 31)) << ylInteger;
-  const bool transition =
-      s.td != 0 && dqMagnitude > ((threshold + (threshold >> 1)) >> 1);
-
-  // ADDB, ADDC
-  const int32_t sr = Wrap16(dq + p.se);
-  const int32_t partial = Wrap16(dq + p.sez);
-  const int32_t pk0 = partial < 0 ? 1 : 0;
-
-  // FUNCTW, FILTD, LIMB, FILTE
-  const int32_t yup =
-      Within(p.y + ((32 * G726Rate<kBits>::kWi[magnitude] - p.y) >> 5), 544, 5120);
-  s.yl += yup + ((-s.yl) >> 6);
-  s.yu = yup;
-
-  // UPA2, LIMC, UPA1, LIMD
-  const int32_t a1 = s.a[0];
-  int32_t a2 = s.a[1];
-  int32_t step1 = 0;
-  int32_t step2 = 0;
-  if (partial != 0) {
-    const int32_t limited = Within(a1, -8191, 8191) * 4;
-    step1 = pk0 == s.pk[0] ? 192 : -192;
-    step2 = ((pk0 == s.pk[1] ? 16384 : -16384) + (pk0 == s.pk[0] ? -limited : limited)) >> 7;
+[[gnu::always_inline]] static inline Memory LoadMemory(const G726Adaptation& from) {
+  Memory m;
+  m.b[0] = Load<V4x32>(from.b);
+  m.b[1] = Load<V4x32>(from.b + 4);
+  m.dq[0] = Load<V4xF>(from.dq);
+  m.dq[1] = Load<V4xF>(from.dq + 4);
+  m.a1 = from.a1;
+  m.a2 = from.a2;
+  for (int i = 0; i < 2; ++i) {
+    m.srSign[i] = from.srSign[i];
+    m.srExponent[i] = from.srExponent[i];
+    m.srMantissa[i] = from.srMantissa[i];
   }
-  a2 = Within(a2 + step2 - (a2 >> 7), -12288, 12288);
-  const int32_t limit = 15360 - a2;
-  s.a[0] = Within(a1 + step1 - (a1 >> 8), -limit, limit);
-  s.a[1] = a2;
+  m.pk1 = from.pk1;
+  m.pk2 = from.pk2;
+  m.yu = from.yu;
+  m.yl = from.yl;
+  m.dms = from.dms;
+  m.dml = from.dml;
+  m.ap = from.ap;
+  m.td = from.td;
+  return m;
+}
 
-  // XOR, UPB
-  constexpr int32_t kLeak = kBits == 5 ? 9 : 8;
-  const int32_t stepB = dqMagnitude == 0 ? 0 : 128;
-  for (int32_t i = 0; i < 6; ++i) {
-    const int32_t differ = negative ^ s.dq[i].negative;
-    s.b[i] = Wrap16(s.b[i] + ((stepB ^ differ) - differ) - (s.b[i] >> kLeak));
+[[gnu::always_inline]] static inline void StoreMemory(const Memory& m, G726Adaptation* to) {
+  Store(to->b, m.b[0]);
+  Store(to->b + 4, m.b[1]);
+  Store(to->dq, m.dq[0]);
+  Store(to->dq + 4, m.dq[1]);
+  to->a1 = m.a1;
+  to->a2 = m.a2;
+  for (int i = 0; i < 2; ++i) {
+    to->srSign[i] = m.srSign[i];
+    to->srExponent[i] = m.srExponent[i];
+    to->srMantissa[i] = m.srMantissa[i];
+  }
+  to->pk1 = m.pk1;
+  to->pk2 = m.pk2;
+  to->yu = m.yu;
+  to->yl = m.yl;
+  to->dms = m.dms;
+  to->dml = m.dml;
+  to->ap = m.ap;
+  to->td = m.td;
+}
+
+// Floats as bit patterns.
+constexpr int32_t kSignBit = static_cast<int32_t>(0x80000000U);
+constexpr int32_t kExponentBits = 0x7F800000;
+constexpr int32_t kSixBits = ~0x3FFFF;      // sign, exponent and the 6 leading bits
+constexpr int32_t kOneHalf = 126 << 23;     // 0.5: 32 at exponent 0, the float form of zero
+constexpr int32_t kDqScale = 11 << 23;      // the lanes of DQ hold value times 2^-11
+
+// FMULT for four lanes of the zero predictor. With a coefficient mant * 2^(e-6) and
+// a value fm * 2^(fe-6), the product is floor((fm*mant + 48) / 16) * 2^(we-19), where
+// we = e + fe, without its fraction.
+[[gnu::always_inline]] static inline V4x32 ZeroProducts(V4x32 b, V4xF dq) {
+  const V4x32 bSign = b >> 31;
+  const V4x32 magnitude = (((b >> 18) ^ bSign) - bSign) & 8191;
+  const V4x32 cut =
+      reinterpret_cast<V4x32>(__builtin_convertvector(magnitude, V4xF)) & kSixBits;
+  const V4x32 f = cut | ((magnitude == 0) & kOneHalf);
+  const V4x32 dqBits = reinterpret_cast<V4x32>(dq);
+  const V4x32 d = dqBits & ~kSignBit;
+  // 2^(we-19): exponents of f, e - 1, and of d, fe - 1 - 11.
+  const V4x32 unitBits = (f & kExponentBits) + (d & kExponentBits) - ((127 + 6) << 23);
+  const V4xF unit = reinterpret_cast<V4xF>(unitBits);
+  // All of this is exact: (fm*mant + 48) * 2^(we-23), 13 significant bits at most.
+  const V4xF sum = reinterpret_cast<V4xF>(f) * reinterpret_cast<V4xF>(d) + unit * 3.0F;
+  // Products whose unit is above 1 lose what lies below it, the division by 16.
+  const V4x32 unitBelow = __builtin_convertvector(unit, V4x32);
+  const V4x32 keep = ~(unitBelow - (unitBelow > 0 ? V4x32{} + 1 : V4x32{}));
+  const V4x32 product = __builtin_convertvector(sum, V4x32) &
+                        (unitBelow > 0 ? keep : ~V4x32{}) & 32767;
+  const V4x32 sign = (b ^ dqBits) >> 31;
+  return (product ^ sign) - sign;
+}
+
+// FMULT for the pole predictor.
+[[gnu::always_inline]] static inline int32_t PoleProduct(int32_t a, int32_t sign,
+                                                         int32_t exponent, int32_t mantissa) {
+  const int32_t aSign = a >> 31;
+  const uint32_t magnitude =
+      static_cast<uint32_t>((((a >> 2) ^ aSign) - aSign) & 8191);
+  const int32_t top = TopBit(magnitude);
+  const uint32_t aMantissa = ((magnitude << 5) >> top) | 32;
+  const int32_t shift = top + (magnitude != 0) + exponent;
+  const uint64_t product = (static_cast<uint32_t>(mantissa) * aMantissa + 48) >> 4;
+  const int32_t result = static_cast<int32_t>((product << 7 << shift) >> 26 & 32767);
+  const int32_t negative = aSign ^ sign;
+  return (result ^ negative) - negative;
+}
+
+struct Prediction {
+  int32_t sez, se;
+};
+
+// ACCUM.
+[[gnu::always_inline]] static inline Prediction Predict(const Memory& m) {
+  V4x32 sum = ZeroProducts(m.b[0], m.dq[0]) + ZeroProducts(m.b[1], m.dq[1]);
+  sum += __builtin_shufflevector(sum, sum, 2, 3, 0, 1);
+  sum += __builtin_shufflevector(sum, sum, 1, 0, 3, 2);
+  const int32_t poles =
+      PoleProduct(m.a1, m.srSign[0], m.srExponent[0], m.srMantissa[0]) +
+      PoleProduct(m.a2, m.srSign[1], m.srExponent[1], m.srMantissa[1]);
+  return {Wrap16(sum[0]) >> 1, Wrap16(sum[0] + poles) >> 1};
+}
+
+// LIMA and MIX: the scale factor.
+[[gnu::always_inline]] static inline int32_t ScaleFactor(const Memory& m) {
+  const int32_t al = m.ap >= 256 ? 64 : m.ap >> 2;
+  const int32_t slow = m.yl >> 6;
+  const int32_t product = (m.yu - slow) * al;
+  return slow + ((product + (product >> 31 & 63)) >> 6);  // cut towards zero
+}
+
+// All that one code does to the state, from RECONST to FILTC. Returns SR.
+template <int kBits>
+[[gnu::always_inline]] static inline int32_t Update(Memory& m, const G726Rate& rate,
+                                                    uint32_t code, int32_t y,
+                                                    Prediction predicted) {
+  // RECONST, ADDA, ANTILOG.
+  const int32_t dqSign = -static_cast<int32_t>(code >> (kBits - 1));
+  const int32_t dql = rate.dqln[code] + (y >> 2);
+  const int32_t whole = dql >> 7;
+  const int32_t dqMagnitude = dql < 0 ? 0 : ((128 + (dql & 127)) << 7) >> ((14 - whole) & 31);
+  const int32_t dq = (dqMagnitude ^ dqSign) - dqSign;
+
+  // TRANS.
+  bool reset = false;
+  if (m.td != 0) {
+    const int32_t i = m.yl >> 15;
+    const int32_t threshold = i > 9 ? 31744 : (32 + (m.yl >> 10 & 31)) << i;
+    reset = dqMagnitude > (threshold + (threshold >> 1)) >> 1;
   }
 
-  // TONE, TRIGB
-  const bool tone = a2 < -11776;
-  s.td = tone ? 1 : 0;
-  if (transition) {
-    s.td = 0;
-    s.a[0] = s.a[1] = 0;
-    for (int32_t& b : s.b) b = 0;
+  // ADDB, ADDC.
+  const int32_t sr = Wrap16(dq + predicted.se);
+  const int32_t p = Wrap16(dq + predicted.sez);
+  const int32_t pk0 = p < 0;
+
+  // FUNCTW, FILTD, LIMB, FILTE.
+  m.yu = Clamp(y + ((rate.wi[code] - y) >> 5), 544, 5120);
+  m.yl += m.yu + (-m.yl >> 6);
+
+  // UPA2, LIMC, UPA1, LIMD.
+  int32_t gain2 = 0;
+  int32_t gain1 = 0;
+  if (p != 0) {
+    const int32_t limited = 4 * Clamp(m.a1, -8191, 8191);
+    gain2 = ((pk0 == m.pk2 ? 16384 : -16384) + (pk0 == m.pk1 ? -limited : limited)) >> 7;
+    gain1 = pk0 == m.pk1 ? 192 : -192;
+  }
+  const int32_t a2 = Clamp(m.a2 + gain2 - (m.a2 >> 7), -12288, 12288);
+  const int32_t a1 = Clamp(m.a1 + gain1 - (m.a1 >> 8), a2 - 15360, 15360 - a2);
+  m.a1 = a1;
+  m.a2 = a2;
+
+  // XOR, UPB. The upper halves wrap as 16-bit values do.
+  constexpr int kLeak = kBits == 5 ? 25 : 24;
+  const V4x32 step[2] = {{128 << 16, 128 << 16, 128 << 16, 128 << 16}, {128 << 16, 128 << 16, 0, 0}};
+  const int32_t moves = -static_cast<int32_t>(dqMagnitude != 0);
+  for (int i = 0; i < 2; ++i) {
+    const V4x32 against = (reinterpret_cast<V4x32>(m.dq[i]) >> 31) ^ dqSign;
+    const V4x32 gain = ((step[i] & moves) ^ against) - against;
+    typedef uint32_t V4u32 __attribute__((vector_size(16)));
+    const V4u32 leak = reinterpret_cast<V4u32>(m.b[i] >> kLeak) << 16;
+    m.b[i] = reinterpret_cast<V4x32>(reinterpret_cast<V4u32>(m.b[i]) +
+                                     reinterpret_cast<V4u32>(gain) - leak);
   }
 
-  // FLOATA, FLOATB, delays
-  for (int32_t i = 5; i > 0; --i) s.dq[i] = s.dq[i - 1];
-  s.dq[0] = ToFloat(static_cast<uint32_t>(dqMagnitude), negative);
-  s.sr[1] = s.sr[0];
-  s.sr[0] = ToFloat(static_cast<uint32_t>(sr < 0 ? -sr : sr) & 32767, sr >> 31);
-  s.pk[1] = s.pk[0];
-  s.pk[0] = pk0;
+  // FUNCTF, FILTA, FILTB, TONE, SUBTC, FILTC.
+  const int32_t tone = a2 < -11776;
+  const int32_t fi = rate.fi[code];
+  m.dms += ((fi << 9) - m.dms) >> 5;
+  m.dml += ((fi << 11) - m.dml) >> 7;
+  const int32_t difference = 4 * m.dms - m.dml;
+  const int32_t distance = difference < 0 ? -difference : difference;
+  const bool steady = y >= 1536 && distance < m.dml >> 3 && tone == 0;
+  m.ap += ((steady ? 0 : 512) - m.ap) >> 4;
+  m.td = tone;
 
-  // FUNCTF, FILTA, FILTB, SUBTC, FILTC, TRIGA
-  const int32_t fi = G726Rate<kBits>::kFi[magnitude];
-  s.dms += (512 * fi - s.dms) >> 5;
-  s.dml += (2048 * fi - s.dml) >> 7;
-  const int32_t change = 4 * s.dms - s.dml;
-  const bool steady =
-      p.y >= 1536 && (change < 0 ? -change : change) < s.dml >> 3 && !tone;
-  s.ap += ((steady ? 0 : 512) - s.ap) >> 4;
-  if (transition) s.ap = 256;
+  // TRIGA, TRIGB.
+  if (reset) {
+    m.a1 = m.a2 = 0;
+    m.b[0] = m.b[1] = V4x32{};
+    m.ap = 256;
+    m.td = 0;
+  }
+
+  // FLOATA.
+  const float dqFloat = static_cast<float>(dqMagnitude);
+  int32_t dqBits;
+  __builtin_memcpy(&dqBits, &dqFloat, sizeof dqBits);
+  dqBits = ((dqMagnitude == 0 ? kOneHalf : dqBits & kSixBits) - kDqScale) | (dqSign & kSignBit);
+  float newest;
+  __builtin_memcpy(&newest, &dqBits, sizeof newest);
+  const V4xF entering = {newest, 0, 0, 0};
+  m.dq[1] = __builtin_shufflevector(m.dq[0], m.dq[1], 3, 4, 6, 7);
+  m.dq[0] = __builtin_shufflevector(entering, m.dq[0], 0, 4, 5, 6);
+
+  // FLOATB.
+  const int32_t srSign = sr >> 31;
+  const uint32_t srMagnitude = static_cast<uint32_t>((sr ^ srSign) - srSign) & 32767;
+  const int32_t top = TopBit(srMagnitude);
+  m.srSign[1] = m.srSign[0];
+  m.srExponent[1] = m.srExponent[0];
+  m.srMantissa[1] = m.srMantissa[0];
+  m.srSign[0] = srSign;
+  m.srExponent[0] = top + (srMagnitude != 0);
+  m.srMantissa[0] = static_cast<int32_t>((srMagnitude << 5) >> top | 32);
+  m.pk2 = m.pk1;
+  m.pk1 = pk0;
   return sr;
 }
 
-// COMPRESS: the PCM code of SR, at 14-bit scale.
-static inline int32_t CompressMuLaw(int32_t sr) {
-  const int32_t magnitude = (sr < 0 ? -sr : sr) & 32767;
-  const int32_t value = magnitude + 33 > 8191 ? 8191 : magnitude + 33;
-  const int32_t segment = BitLength(static_cast<uint32_t>(value)) - 6;
-  return (sr < 0 ? 0x7F : 0xFF) ^ (16 * segment + (value >> (segment + 1) & 15));
+// LOG, SUBTB, QUAN: the code of a difference.
+template <int kBits>
+[[gnu::always_inline]] static inline uint32_t Quantise(const G726Rate& rate, int32_t difference,
+                                                       int32_t y) {
+  const int32_t sign = difference >> 31;
+  const uint32_t magnitude = static_cast<uint32_t>((difference ^ sign) - sign) & 32767;
+  const int32_t top = TopBit(magnitude);
+  const int32_t logarithm = (top << 7) + static_cast<int32_t>((magnitude << 7) >> top & 127);
+  const int32_t normalised = logarithm - (y >> 2);
+  constexpr int kMagnitudes = 1 << (kBits - 1);
+  uint32_t level = 0;
+  for (int i = 0; i < kMagnitudes - 1; ++i) level += normalised >= rate.dlnFrom[i];
+  constexpr uint32_t kCodes = (1U << kBits) - 1;
+  if (sign != 0) return level ^ kCodes;
+  // A positive difference of magnitude 0 takes the code of the negative one, but for
+  // the two-bit code, which has no value to spare.
+  return kBits > 2 && level == 0 ? kCodes : level;
 }
 
-static inline int32_t CompressALaw(int32_t sr) {
-  const int32_t magnitude = (sr < 0 ? -sr : sr) & 32767;
-  const int32_t down = ((magnitude + 1) >> 1) - 1;
-  const int32_t value = Within(sr < 0 ? down : magnitude >> 1, 0, 4095);
-  const int32_t above = BitLength(static_cast<uint32_t>(value)) - 5;
-  const int32_t segment = above > 0 ? above : 0;
-  return (sr < 0 ? 0x55 : 0xD5) ^
-         (16 * segment + (value >> (segment > 1 ? segment : 1) & 15));
+// COMPRESS: the PCM code of the reconstructed signal, as a place on the scale of
+// all codes from the most negative (0) to the most positive.
+[[gnu::always_inline]] static inline uint32_t CompressMuLaw(int32_t sr) {
+  const int32_t sign = sr >> 31;
+  const int32_t magnitude = ((sr ^ sign) - sign) & 32767;
+  const uint32_t v = static_cast<uint32_t>(magnitude + 33 > 8191 ? 8191 : magnitude + 33);
+  const int32_t segment = TopBit(v) - 5;
+  const uint32_t code =
+      static_cast<uint32_t>(segment << 4) | (v >> (segment + 1) & 15);
+  return code ^ (sign != 0 ? 0x7F : 0xFF);
 }
 
-// The place of a PCM code among all by level, 0 the most negative, and back. Both
-// laws store a magnitude under a sign, mu-law inverted, A-law with even bits
-// inverted.
-static inline int32_t RankOf(int32_t code, int32_t invert) {
-  const int32_t plain = code ^ invert;  // sign bit set: positive
-  return (plain & 0x80) != 0 ? plain : 127 - plain;
-}
-static inline int32_t CodeOfRank(int32_t rank, int32_t invert) {
-  return (rank >= 128 ? rank : 127 - rank) ^ invert;
-}
-
-// SYNC: the PCM code that an encoder would turn into the received code again.
-template <int32_t kBits>
-static inline int32_t Synchronise(int32_t sr, int32_t code, const G726Prediction& p, int32_t law) {
-  const bool isALaw = law == 1;
-  const int32_t invert = isALaw ? 0x55 : 0x7F;
-  const int32_t sp = isALaw ? CompressALaw(sr) : CompressMuLaw(sr);
-  const int32_t value = (isALaw ? kALawExpansion[sp] : kMuLawExpansion[sp]) >> 2;
-  // Codes by rising difference.
-  constexpr int32_t kHalf = 1 << (kBits - 1);
-  const int32_t id = Quantise<kBits>(value - p.se, p.y) ^ kHalf;
-  const int32_t im = code ^ kHalf;
-  const int32_t rank = RankOf(sp, invert);
-  if (id == im) return sp;
-  return CodeOfRank(id < im ? (rank < 255 ? rank + 1 : 255) : (rank > 0 ? rank - 1 : 0), invert);
+[[gnu::always_inline]] static inline uint32_t CompressALaw(int32_t sr) {
+  const int32_t sign = sr >> 31;
+  const int32_t magnitude = ((sr ^ sign) - sign) & 32767;
+  const int32_t inner = sign != 0 ? Clamp(((magnitude + 1) >> 1) - 1, 0, 4095)
+                                  : Clamp(magnitude >> 1, 0, 4095);
+  const uint32_t v = static_cast<uint32_t>(inner);
+  const int32_t segment = TopBit(v) > 4 ? TopBit(v) - 4 : 0;
+  const uint32_t code =
+      static_cast<uint32_t>(segment << 4) | (v >> (segment > 1 ? segment : 1) & 15);
+  return code ^ (sign != 0 ? 0x55 : 0xD5);
 }
 
-static void ResetG726(orbel::G726State* state, int32_t mode) {
-  *state = {};
-  state->mode = mode;
-  state->yu = 544;
-  state->yl = 34816;
-  for (orbel::G726Float& past : state->sr) past = {0, 0, 32};
-  for (orbel::G726Float& past : state->dq) past = {0, 0, 32};
+// SYNC: the code for which a second coder that follows chooses the received code.
+// The codes of a law in order of level: those with bit 7, after the law's inversion
+// is undone, count upwards, the others downwards below them.
+template <int kBits>
+[[gnu::always_inline]] static inline uint32_t Synchronise(const G726Rate& rate, uint32_t pcm,
+                                                          bool aLaw, uint32_t code, int32_t y,
+                                                          int32_t se) {
+  constexpr uint32_t kHalf = 1U << (kBits - 1);
+  const int32_t level = (aLaw ? kALawExpansion : kMuLawExpansion)[pcm] / 4;
+  const uint32_t again = Quantise<kBits>(rate, level - se, y) ^ kHalf;
+  const uint32_t wanted = code ^ kHalf;
+  if (again == wanted) return pcm;
+  // Magnitude with the sign bit set for positive levels.
+  const uint32_t inversion = aLaw ? 0x55 : 0x7F;
+  const uint32_t plain = pcm ^ inversion;
+  const int32_t place = (plain & 0x80) != 0 ? static_cast<int32_t>(plain)
+                                            : 127 - static_cast<int32_t>(plain & 0x7F);
+  const int32_t moved = Clamp(again < wanted ? place + 1 : place - 1, 0, 255);
+  const uint32_t movedPlain = static_cast<uint32_t>(moved >= 128 ? moved : 127 - moved);
+  return movedPlain ^ inversion;
 }
 
-static inline int32_t BitsOfMode(int32_t mode) {
-  switch (mode) {
-    case 17:
-      return 2;
-    case 22:
-      return 3;
-    case 23:
-      return 4;
-    case 24:
-      return 5;
-    default:
-      return 0;
+template <int kBits>
+static inline const G726Rate& RateOf() {
+  return kBits == 2 ? kG726Rate16 : kBits == 3 ? kG726Rate24 : kBits == 4 ? kG726Rate32 : kG726Rate40;
+}
+
+template <int kBits>
+static int32_t Decode(G726DecoderState* state, const uint8_t* src, int16_t* dst, int32_t length) {
+  const G726Rate& rate = RateOf<kBits>();
+  Memory m = LoadMemory(state->adaptation);
+  if (state->law == kG726Linear) {
+    for (int32_t i = 0; i < length; ++i) {
+      const uint32_t code = src[i] & ((1U << kBits) - 1);
+      const int32_t sr = Update<kBits>(m, rate, code, ScaleFactor(m), Predict(m));
+      dst[i] = static_cast<int16_t>(Clamp(sr, -8192, 8191));
+    }
+  } else {
+    const bool aLaw = state->law == kG726ALaw;
+    for (int32_t i = 0; i < length; ++i) {
+      const uint32_t code = src[i] & ((1U << kBits) - 1);
+      const int32_t y = ScaleFactor(m);
+      const Prediction predicted = Predict(m);
+      const int32_t sr = Update<kBits>(m, rate, code, y, predicted);
+      const uint32_t pcm = aLaw ? CompressALaw(sr) : CompressMuLaw(sr);
+      dst[i] = static_cast<int16_t>(Synchronise<kBits>(rate, pcm, aLaw, code, y, predicted.se));
+    }
   }
-}
-
-int32_t dspEncoderSizeG726(int32_t* size) noexcept {
-  if (size == nullptr) return kDspNullPointer;
-  *size = static_cast<int32_t>(sizeof(orbel::G726EncoderState));
+  StoreMemory(m, &state->adaptation);
   return kDspOk;
 }
 
-int32_t dspDecoderSizeG726(int32_t* size) noexcept {
-  if (size == nullptr) return kDspNullPointer;
-  *size = static_cast<int32_t>(sizeof(orbel::G726DecoderState));
-  return kDspOk;
-}
-
-int32_t dspEncoderInitG726(orbel::G726EncoderState* state, int32_t mode) noexcept {
-  if (state == nullptr) return kDspNullPointer;
-  if (BitsOfMode(mode) == 0) return kDspBadMode;
-  ResetG726(&state->state, mode);
-  return kDspOk;
-}
-
-int32_t dspDecoderInitG726(orbel::G726DecoderState* state, int32_t mode, int32_t law) noexcept {
-  if (state == nullptr) return kDspNullPointer;
-  if (BitsOfMode(mode) == 0 || law < 0 || law > 2) return kDspBadMode;
-  ResetG726(&state->state, mode);
-  state->law = law;
-  return kDspOk;
-}
-
-template <int32_t kBits>
-static void EncodeG726(orbel::G726State* state, const int16_t* src, uint8_t* dst,
-                       int32_t length) {
-  orbel::G726State s = *state;
+template <int kBits>
+static int32_t Encode(G726EncoderState* state, const int16_t* src, uint8_t* dst, int32_t length) {
+  const G726Rate& rate = RateOf<kBits>();
+  Memory m = LoadMemory(state->adaptation);
   for (int32_t i = 0; i < length; ++i) {
-    const G726Prediction p = Predict(s);
-    const int32_t code = Quantise<kBits>(src[i] - p.se, p.y);
-    Update<kBits>(&s, code, p);
+    const int32_t y = ScaleFactor(m);
+    const Prediction predicted = Predict(m);
+    const uint32_t code = Quantise<kBits>(rate, src[i] - predicted.se, y);
+    Update<kBits>(m, rate, code, y, predicted);
     dst[i] = static_cast<uint8_t>(code);
   }
-  *state = s;
+  StoreMemory(m, &state->adaptation);
+  return kDspOk;
 }
 
-template <int32_t kBits>
-static void DecodeG726(orbel::G726State* state, int32_t law, const uint8_t* src, int16_t* dst,
-                       int32_t length) {
-  orbel::G726State s = *state;
-  for (int32_t i = 0; i < length; ++i) {
-    const int32_t code = src[i] & ((1 << kBits) - 1);
-    const G726Prediction p = Predict(s);
-    const int32_t sr = Update<kBits>(&s, code, p);
-    dst[i] = static_cast<int16_t>(law == 2 ? Within(sr, -8192, 8191)
-                                           : Synchronise<kBits>(sr, code, p, law));
-  }
-  *state = s;
+static inline bool IsMode(int32_t mode) {
+  return mode == kG726Mode16k || mode == kG726Mode24k || mode == kG726Mode32k ||
+         mode == kG726Mode40k;
 }
 
-int32_t dspEncodeG726_16s8u(orbel::G726EncoderState* state, const int16_t* src, uint8_t* dst,
-                            int32_t length) noexcept {
+static inline void Reset(G726Adaptation* to) {
+  __builtin_memset(to, 0, sizeof *to);
+  for (float& value : to->dq) value = 0.5F / 2048;
+  for (int32_t& value : to->srMantissa) value = 32;
+  to->yu = 544;
+  to->yl = 34816;
+}
+
+}  // namespace g726
+
+int32_t dspEncoderSizeG726(int32_t* size) {
+  if (size == nullptr) return kDspNullPointer;
+  *size = sizeof(G726EncoderState);
+  return kDspOk;
+}
+
+int32_t dspDecoderSizeG726(int32_t* size) {
+  if (size == nullptr) return kDspNullPointer;
+  *size = sizeof(G726DecoderState);
+  return kDspOk;
+}
+
+int32_t dspEncoderInitG726(G726EncoderState* state, int32_t mode) {
+  if (state == nullptr) return kDspNullPointer;
+  if (!g726::IsMode(mode)) return kDspBadArgument;
+  state->mode = mode;
+  state->reserved = 0;
+  g726::Reset(&state->adaptation);
+  return kDspOk;
+}
+
+int32_t dspDecoderInitG726(G726DecoderState* state, int32_t mode, int32_t law) {
+  if (state == nullptr) return kDspNullPointer;
+  if (!g726::IsMode(mode)) return kDspBadArgument;
+  if (law != kG726MuLaw && law != kG726ALaw && law != kG726Linear) return kDspBadArgument;
+  state->mode = mode;
+  state->law = law;
+  g726::Reset(&state->adaptation);
+  return kDspOk;
+}
+
+int32_t dspEncodeG726_16s8u(G726EncoderState* state, const int16_t* src, uint8_t* dst,
+                            int32_t length) {
   if (state == nullptr || src == nullptr || dst == nullptr) return kDspNullPointer;
   if (length < 1) return kDspBadLength;
-  switch (BitsOfMode(state->state.mode)) {
-    case 2:
-      EncodeG726<2>(&state->state, src, dst, length);
-      return kDspOk;
-    case 3:
-      EncodeG726<3>(&state->state, src, dst, length);
-      return kDspOk;
-    case 4:
-      EncodeG726<4>(&state->state, src, dst, length);
-      return kDspOk;
-    case 5:
-      EncodeG726<5>(&state->state, src, dst, length);
-      return kDspOk;
+  switch (state->mode) {
+    case kG726Mode16k:
+      return g726::Encode<2>(state, src, dst, length);
+    case kG726Mode24k:
+      return g726::Encode<3>(state, src, dst, length);
+    case kG726Mode32k:
+      return g726::Encode<4>(state, src, dst, length);
+    case kG726Mode40k:
+      return g726::Encode<5>(state, src, dst, length);
     default:
-      return kDspBadMode;
+      return kDspBadArgument;
   }
 }
 
-int32_t dspDecodeG726_8u16s(orbel::G726DecoderState* state, const uint8_t* src, int16_t* dst,
-                            int32_t length) noexcept {
+int32_t dspDecodeG726_8u16s(G726DecoderState* state, const uint8_t* src, int16_t* dst,
+                            int32_t length) {
   if (state == nullptr || src == nullptr || dst == nullptr) return kDspNullPointer;
   if (length < 1) return kDspBadLength;
-  switch (BitsOfMode(state->state.mode)) {
-    case 2:
-      DecodeG726<2>(&state->state, state->law, src, dst, length);
-      return kDspOk;
-    case 3:
-      DecodeG726<3>(&state->state, state->law, src, dst, length);
-      return kDspOk;
-    case 4:
-      DecodeG726<4>(&state->state, state->law, src, dst, length);
-      return kDspOk;
-    case 5:
-      DecodeG726<5>(&state->state, state->law, src, dst, length);
-      return kDspOk;
+  switch (state->mode) {
+    case kG726Mode16k:
+      return g726::Decode<2>(state, src, dst, length);
+    case kG726Mode24k:
+      return g726::Decode<3>(state, src, dst, length);
+    case kG726Mode32k:
+      return g726::Decode<4>(state, src, dst, length);
+    case kG726Mode40k:
+      return g726::Decode<5>(state, src, dst, length);
     default:
-      return kDspBadMode;
+      return kDspBadArgument;
   }
 }

@@ -1,140 +1,195 @@
-// Speech analysis and synthesis, in the fixed-point arithmetic of ITU-T G.729.
+// Noise and filters of ITU-T G.729 and its Annex B, in that standard's fixed-point
+// arithmetic: every step holds its result at the limits of its type.
 
-static inline int32_t Saturate32(int64_t value, int32_t* saturated) {
-  if (value > 0x7FFFFFFF) {
-    *saturated = 1;
-    return 0x7FFFFFFF;
+// Twelve draws of the generator make a sample. Each lane pair of the vector draws
+// for one of four samples, the odd draws in one lane and the even ones in the other.
+constexpr int16_t kSeedFactor = 31821;
+constexpr int16_t kSeedStep = 13849;
+constexpr int32_t kDrawsPerSample = 12;
+
+// `draws` draws of the generator at once are again seed * factor + step.
+struct Jump {
+  uint16_t factor, step;
+};
+
+static constexpr Jump JumpOver(int draws) {
+  uint32_t factor = 1;
+  uint32_t step = 0;
+  for (int i = 0; i < draws; ++i) {
+    factor = factor * kSeedFactor & 0xFFFF;
+    step = (step * kSeedFactor + kSeedStep) & 0xFFFF;
   }
-  if (value < -0x7FFFFFFF - 1) {
-    *saturated = 1;
-    return -0x7FFFFFFF - 1;
+  return {static_cast<uint16_t>(factor), static_cast<uint16_t>(step)};
+}
+
+typedef uint16_t V8u16 __attribute__((vector_size(16)));
+
+// The jumps that take the seed to the first draw of each lane.
+struct LaneJumps {
+  uint16_t factor[8], step[8];
+};
+
+static constexpr LaneJumps FirstDraws() {
+  LaneJumps jumps = {};
+  for (int lane = 0; lane < 8; ++lane) {
+    const Jump jump = JumpOver(lane / 2 * kDrawsPerSample + lane % 2 + 1);
+    jumps.factor[lane] = jump.factor;
+    jumps.step[lane] = jump.step;
   }
-  return static_cast<int32_t>(value);
+  return jumps;
 }
 
-// L_mac and L_msu: the doubled product saturates first, then the sum.
-static inline int32_t MultiplyAdd(int32_t sum, int16_t a, int16_t b, int32_t* saturated) {
-  const int32_t product = Saturate32(int64_t{2} * a * b, saturated);
-  return Saturate32(int64_t{sum} + product, saturated);
-}
-
-static inline int32_t MultiplySubtract(int32_t sum, int16_t a, int16_t b, int32_t* saturated) {
-  const int32_t product = Saturate32(int64_t{2} * a * b, saturated);
-  return Saturate32(int64_t{sum} - product, saturated);
-}
-
-// round of L_shl.
-static inline int16_t ShiftAndRound(int32_t value, int32_t shift, int32_t* saturated) {
-  const int32_t shifted = Saturate32(int64_t{value} * (1 << shift), saturated);
-  return static_cast<int16_t>(Saturate32(int64_t{shifted} + 32768, saturated) >> 16);
-}
-
-// Each sample is the sum of twelve draws. Eight samples run side by side: lane k
-// starts twelve draws behind lane k-1 and jumps over the other lanes' draws.
-int32_t dspGaussian_16s(int16_t* seed, int16_t* dst, int32_t length) noexcept {
+int32_t dspGaussian_16s(int16_t* seed, int16_t* dst, int32_t length) {
   if (seed == nullptr || dst == nullptr) return kDspNullPointer;
   if (length < 1) return kDspBadLength;
-  constexpr uint32_t kFactor = 31821;
-  constexpr uint32_t kOffset = 13849;
-  constexpr int32_t kLanes = 8;
-  constexpr int32_t kDraws = 12;
-  uint16_t lane[kLanes];
-  uint32_t first = static_cast<uint16_t>(*seed);
-  for (int32_t k = 0; k < kLanes; ++k) {
-    lane[k] = static_cast<uint16_t>(first);
-    for (int32_t d = 0; d < kDraws; ++d) first = (first * kFactor + kOffset) & 0xFFFF;
+  constexpr LaneJumps kFirst = FirstDraws();
+  constexpr Jump kNextDraws = JumpOver(2);
+  constexpr Jump kFourSamples = JumpOver(4 * kDrawsPerSample);
+  const V8u16 firstFactor = Load<V8u16>(kFirst.factor);
+  const V8u16 firstStep = Load<V8u16>(kFirst.step);
+  uint16_t last = static_cast<uint16_t>(*seed);
+  int32_t i = 0;
+  for (; i + 4 <= length; i += 4) {
+    V8u16 draws = (V8u16{} + last) * firstFactor + firstStep;
+    V4x32 sum = {};
+    for (int pair = 0; pair < kDrawsPerSample / 2; ++pair) {
+      const V4x32 both = reinterpret_cast<V4x32>(draws);
+      sum += (both >> 16) + (both << 16 >> 16);
+      draws = draws * kNextDraws.factor + kNextDraws.step;
+    }
+    sum >>= 7;
+    for (int lane = 0; lane < 4; ++lane) dst[i + lane] = static_cast<int16_t>(sum[lane]);
+    last = static_cast<uint16_t>(last * uint32_t{kFourSamples.factor} + kFourSamples.step);
   }
-  uint32_t jumpFactor = 1;
-  uint32_t jumpOffset = 0;
-  for (int32_t d = 0; d < kDraws * (kLanes - 1); ++d) {
-    jumpFactor = jumpFactor * kFactor & 0xFFFF;
-    jumpOffset = (jumpOffset * kFactor + kOffset) & 0xFFFF;
+  for (; i < length; ++i) {
+    int32_t sum = 0;
+    for (int draw = 0; draw < kDrawsPerSample; ++draw) {
+      last = static_cast<uint16_t>(last * uint32_t{kSeedFactor} + kSeedStep);
+      sum += static_cast<int16_t>(last);
+    }
+    dst[i] = static_cast<int16_t>(sum >> 7);
   }
-
-  for (int32_t done = 0; done < length; done += kLanes) {
-    int32_t sum[kLanes] = {};
-    for (int32_t d = 0; d < kDraws; ++d)
-      for (int32_t k = 0; k < kLanes; ++k) {
-        lane[k] = static_cast<uint16_t>(lane[k] * kFactor + kOffset);
-        sum[k] += static_cast<int16_t>(lane[k]);
-      }
-    const int32_t now = length - done < kLanes ? length - done : kLanes;
-    for (int32_t k = 0; k < now; ++k) dst[done + k] = static_cast<int16_t>(sum[k] >> 7);
-    *seed = static_cast<int16_t>(lane[now - 1]);
-    for (int32_t k = 0; k < kLanes; ++k)
-      lane[k] = static_cast<uint16_t>(lane[k] * jumpFactor + jumpOffset);
-  }
+  *seed = static_cast<int16_t>(last);
   return kDspOk;
 }
 
+// Holds a value at the limits of 32 bits and notes that it did.
+static inline int32_t Saturate32(int64_t v, bool* saturated) {
+  const bool high = v > INT32_MAX;
+  const bool low = v < INT32_MIN;
+  *saturated |= high || low;
+  return high ? INT32_MAX : low ? INT32_MIN : static_cast<int32_t>(v);
+}
+
+// The standard's L_mult and L_shl.
+static inline int32_t DoubleProduct(int16_t a, int16_t b, bool* saturated) {
+  return Saturate32(int64_t{2} * a * b, saturated);
+}
+
+static inline int32_t ShiftLeft(int32_t v, int32_t count, bool* saturated) {
+  return Saturate32(int64_t{v} * (1 << count), saturated);
+}
+
+// The standard's round: the upper half, rounded.
+static inline int16_t UpperRounded(int32_t v, bool* saturated) {
+  return static_cast<int16_t>(Saturate32(int64_t{v} + 0x8000, saturated) >> 16);
+}
+
+// 12 for coefficients with 12 fraction bits, 13 with 13.
+static inline bool IsFilterScale(int32_t scale) { return scale == 12 || scale == 13; }
+
 int32_t dspSynthesis_16s(const int16_t* filter, const int16_t* excitation, int16_t* dst,
-                         int32_t length, int32_t scale, const int16_t* memory) noexcept {
-  if (filter == nullptr || excitation == nullptr || dst == nullptr || memory == nullptr)
+                         int32_t length, int32_t scale, const int16_t* memory) {
+  if (filter == nullptr || excitation == nullptr || dst == nullptr || memory == nullptr) {
     return kDspNullPointer;
+  }
   if (length < 1) return kDspBadLength;
-  if (scale != 12 && scale != 13) return kDspBadScale;
-  constexpr int32_t kOrder = 10;
-  int32_t saturated = 0;
-  int16_t past[kOrder];  // newest first
-  for (int32_t j = 0; j < kOrder; ++j) past[j] = memory[kOrder - 1 - j];
+  if (!IsFilterScale(scale)) return kDspBadScale;
+  constexpr int kOrder = 10;
+  // Newest first, so that coefficient j meets past[j - 1].
+  int16_t past[kOrder];
+  for (int j = 0; j < kOrder; ++j) past[j] = memory[kOrder - 1 - j];
+  bool saturated = false;
   for (int32_t i = 0; i < length; ++i) {
-    int32_t sum = MultiplyAdd(0, excitation[i], filter[0], &saturated);
-    for (int32_t j = 0; j < kOrder; ++j)
-      sum = MultiplySubtract(sum, filter[j + 1], past[j], &saturated);
-    const int16_t out = ShiftAndRound(sum, 15 - scale, &saturated);
-    for (int32_t j = kOrder - 1; j > 0; --j) past[j] = past[j - 1];
+    int32_t sum = DoubleProduct(excitation[i], filter[0], &saturated);
+    for (int j = 1; j <= kOrder; ++j) {
+      const int32_t product = DoubleProduct(filter[j], past[j - 1], &saturated);
+      sum = Saturate32(int64_t{sum} - product, &saturated);
+    }
+    const int16_t out = UpperRounded(ShiftLeft(sum, 15 - scale, &saturated), &saturated);
+    for (int j = kOrder - 1; j > 0; --j) past[j] = past[j - 1];
     past[0] = out;
     dst[i] = out;
   }
-  return saturated != 0 ? kDspOverflow : kDspOk;
+  return saturated ? kDspSaturated : kDspOk;
 }
 
-// A 32-bit value split in a high and a low part, times 16 bits (mpy32_16).
-static inline int32_t MultiplySplit(const int16_t* split, int16_t factor) {
-  int32_t saturated = 0;
-  const int32_t product = MultiplyAdd(0, split[0], factor, &saturated);
-  const int32_t low = (int32_t{split[1]} * factor) >> 15;
-  return MultiplyAdd(product, static_cast<int16_t>(low), 1, &saturated);
+// A 32-bit value as (h, l): h * 65536 + 2 * l. The lowest bit is lost.
+struct TwoWords {
+  int16_t high, low;
+};
+
+static inline TwoWords Split(int32_t v) {
+  return {static_cast<int16_t>(v >> 16), static_cast<int16_t>((v >> 1) & 0x7FFF)};
 }
 
-int32_t dspHighPass_16s_I(int16_t* srcDst, int32_t length, int32_t scale,
-                          int16_t* state) noexcept {
+// mpy32_16 of the standard's two-word arithmetic.
+static inline int32_t TwoWordProduct(TwoWords v, int16_t n, bool* saturated) {
+  const int32_t low = (v.low * n) >> 15;
+  return Saturate32(int64_t{DoubleProduct(v.high, n, saturated)} + 2 * low, saturated);
+}
+
+struct HighPassFilter {
+  int16_t b[3];
+  int16_t a[3];  // a[1] and a[2] are added
+};
+
+// b140 and a140: 140 Hz, halves the signal; 12 fraction bits.
+constexpr HighPassFilter kHighPass140 = {{1899, -3798, 1899}, {4096, 7807, -3733}};
+// b100 and a100: 100 Hz; 13 fraction bits. The output step doubles the signal.
+constexpr HighPassFilter kHighPass100 = {{7699, -15398, 7699}, {8192, 15836, -7667}};
+
+int32_t dspHighPass_16s_I(int16_t* srcDst, int32_t length, int32_t scale, int16_t* state) {
   if (srcDst == nullptr || state == nullptr) return kDspNullPointer;
   if (length < 1) return kDspBadLength;
-  if (scale != 12 && scale != 13) return kDspBadScale;
-  // b140, a140 (input, 140 Hz, halves) and b100, a100 (output, 100 Hz, doubles).
-  constexpr int16_t kForward[2][3] = {{1899, -3798, 1899}, {7699, -15398, 7699}};
-  constexpr int16_t kBack[2][2] = {{7807, -3733}, {15836, -7667}};
-  const int16_t* const forward = kForward[scale - 12];
-  const int16_t* const back = kBack[scale - 12];
-  int16_t* const x = state;       // x1, x2
-  int16_t* const y1 = state + 2;  // high and low part
-  int16_t* const y2 = state + 4;
+  if (!IsFilterScale(scale)) return kDspBadScale;
+  const HighPassFilter& filter = scale == 12 ? kHighPass140 : kHighPass100;
+  int16_t x1 = state[0];
+  int16_t x2 = state[1];
+  TwoWords y1 = {state[2], state[3]};
+  TwoWords y2 = {state[4], state[5]};
+  bool saturated = false;  // not reported: nobody runs a high-pass again
   for (int32_t i = 0; i < length; ++i) {
-    int32_t saturated = 0;
-    const int16_t in = srcDst[i];
-    int32_t sum = Saturate32(
-        int64_t{MultiplySplit(y1, back[0])} + MultiplySplit(y2, back[1]), &saturated);
-    sum = MultiplyAdd(sum, in, forward[0], &saturated);
-    sum = MultiplyAdd(sum, x[0], forward[1], &saturated);
-    sum = MultiplyAdd(sum, x[1], forward[2], &saturated);
-    sum = Saturate32(int64_t{sum} * (1 << (15 - scale)), &saturated);
-    srcDst[i] = ShiftAndRound(sum, scale - 12, &saturated);
-    y2[0] = y1[0];
-    y2[1] = y1[1];
-    y1[0] = static_cast<int16_t>(sum >> 16);
-    y1[1] = static_cast<int16_t>((sum >> 1) - y1[0] * 32768);
-    x[1] = x[0];
-    x[0] = in;
+    const int16_t x = srcDst[i];
+    int32_t sum = Saturate32(int64_t{TwoWordProduct(y1, filter.a[1], &saturated)} +
+                                 TwoWordProduct(y2, filter.a[2], &saturated),
+                             &saturated);
+    sum = Saturate32(int64_t{sum} + DoubleProduct(x, filter.b[0], &saturated), &saturated);
+    sum = Saturate32(int64_t{sum} + DoubleProduct(x1, filter.b[1], &saturated), &saturated);
+    sum = Saturate32(int64_t{sum} + DoubleProduct(x2, filter.b[2], &saturated), &saturated);
+    sum = ShiftLeft(sum, 15 - scale, &saturated);
+    srcDst[i] = scale == 12 ? UpperRounded(sum, &saturated)
+                            : UpperRounded(ShiftLeft(sum, 1, &saturated), &saturated);
+    y2 = y1;
+    y1 = Split(sum);
+    x2 = x1;
+    x1 = x;
   }
+  state[0] = x1;
+  state[1] = x2;
+  state[2] = y1.high;
+  state[3] = y1.low;
+  state[4] = y2.high;
+  state[5] = y2.low;
   return kDspOk;
 }
 
 int32_t dspInterpolate_16s(const int16_t* src1, const int16_t* src2, int16_t* dst,
-                           int32_t length) noexcept {
+                           int32_t length) {
   if (src1 == nullptr || src2 == nullptr || dst == nullptr) return kDspNullPointer;
   if (length < 1) return kDspBadLength;
-  for (int32_t i = 0; i < length; ++i)
+  for (int32_t i = 0; i < length; ++i) {
     dst[i] = static_cast<int16_t>((src1[i] >> 1) + (src2[i] >> 1));
+  }
   return kDspOk;
 }

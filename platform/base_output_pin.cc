@@ -45,7 +45,7 @@ HRESULT CBaseOutputPin::Connect(IPin* inputPin) noexcept {
   HRESULT failure = VFW_E_NO_ACCEPTABLE_TYPES;
   for (int32_t i = 0; i < kMostTypes; ++i) {
     MediaType type;
-    const HRESULT offered = GetMediaType(i, &type);
+    const HRESULT offered = GetMediaType(i, type.Record());
     if (offered < 0) return offered;
     if (offered != S_OK) break;
     failure = TryType(inputPin, *type);

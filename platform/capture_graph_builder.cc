@@ -14,7 +14,7 @@ IPin* FreePin(IBaseFilter* filter, PinDirection direction, const GUID* majorType
     if (pin->Direction() != direction || pin->ConnectedTo() != nullptr) continue;
     if (direction == PinDirection::Input || majorType == nullptr) return pin;
     MediaType type;
-    if (pin->GetMediaType(0, &type) == S_OK && type->majorType == *majorType) return pin;
+    if (pin->GetMediaType(0, type.Record()) == S_OK && type->majorType == *majorType) return pin;
   }
   return nullptr;
 }

@@ -16,10 +16,12 @@ void CutName(const char* name, char (&cut)[FilterGraph::kNameLength]) {
 }  // namespace
 
 HRESULT CreateFilterGraph(const GUID& iid, void** object) noexcept {
-  auto* graph = new (std::nothrow) FilterGraph;
+  Reference<IReferenceClock> clock(new (std::nothrow) SystemClock);
+  if (!clock) return E_OUTOFMEMORY;
+  auto* graph = new (std::nothrow) FilterGraph(clock.Get());
   if (graph == nullptr) return E_OUTOFMEMORY;
   const HRESULT result = graph->QueryInterface(iid, object);
-  static_cast<IGraphBuilder*>(graph)->Release();
+  graph->Release();
   return result;
 }
 
@@ -63,7 +65,7 @@ HRESULT FilterGraph::AddFilter(IBaseFilter* filter, const char* name) noexcept {
   Entry& entry = entries_[count_++];
   entry.filter.Share(filter);
   CutName(name, entry.name);
-  if (clock_) filter->SetSyncSource(clock_.Get());
+  filter->SetSyncSource(clock_.Get());
   return S_OK;
 }
 
@@ -78,11 +80,6 @@ HRESULT FilterGraph::FindFilterByName(const char* name, IBaseFilter** filter) no
 }
 
 HRESULT FilterGraph::Run() noexcept {
-  if (!clock_) {
-    *clock_.Receive() = new (std::nothrow) SystemClock;
-    if (!clock_) return E_OUTOFMEMORY;
-    for (int32_t i = 0; i < count_; ++i) entries_[i].filter->SetSyncSource(clock_.Get());
-  }
   for (int32_t i = count_ - 1; i >= 0; --i) {
     const HRESULT result = entries_[i].filter->Pause();
     if (result < 0) {

@@ -14,6 +14,8 @@ class FilterGraph final : public IGraphBuilder, public IMediaControl, public IBa
   static constexpr int32_t kMostFilters = 8;
   static constexpr int32_t kNameLength = 32;  // longer names are cut
 
+  explicit FilterGraph(IReferenceClock* clock) noexcept { clock_.Share(clock); }
+
   HRESULT QueryInterface(const GUID& iid, void** object) noexcept override;
   uint32_t AddRef() noexcept override { return references_.Add(); }
   uint32_t Release() noexcept override;

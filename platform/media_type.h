@@ -34,7 +34,7 @@ class MediaType {
   // Replaces the content by a deep copy; keeps the old one on failure.
   HRESULT Copy(const DMO_MEDIA_TYPE& type) noexcept;
   void Clear() noexcept { MoFreeMediaType(&type_); }
-  DMO_MEDIA_TYPE* operator&() noexcept { return &type_; }
+  DMO_MEDIA_TYPE* Record() noexcept { return &type_; }
   const DMO_MEDIA_TYPE& operator*() const noexcept { return type_; }
   const DMO_MEDIA_TYPE* operator->() const noexcept { return &type_; }
 

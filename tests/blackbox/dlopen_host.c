@@ -1,3 +1,4 @@
+#define _POSIX_C_SOURCE 200809L
 /* Walks every open and render code through the library's exports, loaded with
  * dlopen. Functions of the host's own with the names of exports must stay
  * unused by the library. */

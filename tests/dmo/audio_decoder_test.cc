@@ -162,7 +162,8 @@ TEST(AudioDecoder, SizesThatDoNotFitStayInBounds) {
                 padded.end(), uint8_t{0});
       padded.resize(whole);
       Reference<IMediaObject> model = OpenDecoder(c.tag, whole);
-      std::vector<int16_t> expected = DecodeBlock(model.Get(), padded, 4 * whole);
+      std::vector<int16_t> expected = DecodeBlock(model.Get(), padded, 6 * whole);
+      ASSERT_GE(expected.size(), whole);
       // What the promised n bytes give; a part G.711 frame still gives whole
       // frames as far as there is room, part blocks of the others give nothing.
       size_t made = 0;

@@ -230,7 +230,7 @@ TEST_F(PlayerTest, VolumeIsMappedInWrappingArithmetic) {
   };
   for (const Case& c : {Case{0, -10000}, Case{32768, -5000}, Case{65535, 0}, Case{1, -10000},
                         Case{7, -9999}, Case{65536, 0}, Case{100000, 0}, Case{-65535, -20000},
-                        Case{-1, -10000}, Case{214748, 0}, Case{214749, -42767},
+                        Case{-1, -10000}, Case{214748, 0}, Case{214749, -42768},
                         Case{INT_MIN, -10000}}) {
     EXPECT_EQ(PlayerSetVolume(player, c.volume), 42);
     EXPECT_EQ(audio.level, c.level) << c.volume;

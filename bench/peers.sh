@@ -1,0 +1,43 @@
+#!/bin/bash
+# peers.sh BUILD_DIR: the orbel tool beside public tools on the same bytes, whole
+# processes, user CPU seconds, best of three runs in turn. Prints ratios.
+set -eu
+cd "$(dirname "$0")/.."
+scripts/bootstrap.sh peers
+orbel=$1/orbel
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+# user_seconds COMMAND...: the least of three runs.
+user_seconds() {
+  local best= now
+  for _ in 1 2 3; do
+    TIMEFORMAT=%U
+    now=$({ time "$@" >/dev/null 2>&1; } 2>&1)
+    if [ -z "$best" ] || awk "BEGIN { exit !($now < $best) }"; then best=$now; fi
+  done
+  echo "$best"
+}
+report() { # what ours theirs tool
+  awk -v what="$1" -v ours="$2" -v theirs="$3" -v tool="$4" 'BEGIN {
+    printf "%-28s orbel %7.2f s   %s %7.2f s   %s / orbel = %.2f\n", what, ours, tool, theirs,
+           tool, theirs / (ours > 0 ? ours : 0.01) }'
+}
+
+megabytes=${PEERS_MEGABYTES:-1024}
+echo "G.711 expansion of $megabytes MB to WAV, user CPU seconds"
+head -c $((megabytes * 1048576)) /dev/urandom >"$work/in.ul"
+ours=$(user_seconds "$orbel" decode "$work/in.ul" --format mulaw --raw -o /dev/null)
+theirs=$(user_seconds sox -t raw -e mu-law -b 8 -r 8000 -c 1 "$work/in.ul" -t raw -e signed -b 16 /dev/null)
+report "mu-law" "$ours" "$theirs" sox
+theirs=$(user_seconds ffmpeg -v error -y -f mulaw -ar 8000 -ac 1 -i "$work/in.ul" -f s16le /dev/null)
+report "mu-law" "$ours" "$theirs" ffmpeg
+rm "$work/in.ul"
+
+echo "G.726 at 32 kbit/s, 10 minutes, user CPU seconds"
+sox -n -r 8000 -c 1 -b 16 "$work/in.wav" synth 600 pinknoise tremolo 2 gain -6
+ffmpeg -v error -y -i "$work/in.wav" -c:a g726le -b:a 32k -f data "$work/in.g726" 2>/dev/null ||
+  ffmpeg -v error -y -i "$work/in.wav" -c:a g726le -b:a 32k -f g726le "$work/in.g726"
+ours=$(user_seconds "$orbel" decode "$work/in.g726" --format g726-32 --raw -o /dev/null)
+theirs=$(user_seconds ffmpeg -v error -y -f g726le -code_size 4 -sample_rate 8000 -i "$work/in.g726" -f s16le /dev/null)
+report "G.726 at 32 kbit/s" "$ours" "$theirs" ffmpeg

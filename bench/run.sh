@@ -1,0 +1,12 @@
+#!/bin/sh
+# run.sh BUILD_DIR: every benchmark; the ratios that docs/performance.md quotes.
+set -eu
+cd "$(dirname "$0")/.."
+for program in "$1"/bench/*_bench; do
+  echo "--- $(basename "$program")"
+  case $program in
+    */player_bench) "$program" ;;
+    *) "$program" --benchmark_min_time=0.1 --benchmark_counters_tabular=true ;;
+  esac
+done
+bench/peers.sh "$1"
