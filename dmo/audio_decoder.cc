@@ -9,14 +9,6 @@ namespace {
 
 constexpr uint16_t kTagIma = 10005;
 
-struct SpeechFormat {
-  uint16_t tag;
-  const SpeechCodecFunctions* table;
-  int32_t bitRate;
-  uint32_t frameBytes;  // what one Decode takes at the most
-  uint32_t pcmBytes;    // what one Decode gives at the most
-};
-
 constexpr SpeechFormat kSpeechFormats[] = {
     {495, &kSpeechCodecG711U, 64000, 80, 160},
     {496, &kSpeechCodecG711A, 64000, 80, 160},
@@ -99,7 +91,7 @@ HRESULT Caudiodecoder::Prepare(const uint8_t*, uint32_t) noexcept {
     if (formatTag_ == kTagIma) {
       adpcmStarted_ = false;
       codecReady_ = true;
-    } else if (FindFormat(formatTag_) != nullptr) {
+    } else if ((format_ = FindFormat(formatTag_)) != nullptr) {
       const HRESULT result = SetUpCodec();
       if (result == E_OUTOFMEMORY) return result;  // the next input tries again
       codecReady_ = result == S_OK;
@@ -110,7 +102,7 @@ HRESULT Caudiodecoder::Prepare(const uint8_t*, uint32_t) noexcept {
 }
 
 HRESULT Caudiodecoder::SetUpCodec() noexcept {
-  const SpeechFormat& format = *FindFormat(formatTag_);
+  const SpeechFormat& format = *format_;
   codecTable_ = format.table;
   if (codecTable_->GetInfo(nullptr, &codecInfo_) != SPEECH_OK) return E_FAIL;
   SpeechCodecOptions& options = codecInfo_.options;
@@ -156,7 +148,7 @@ HRESULT Caudiodecoder::Decode(const Input& input, uint8_t* output, uint32_t room
 // this function's own: missing bytes read as zero, PCM without room is dropped,
 // and output that no code gave is zero.
 HRESULT Caudiodecoder::DecodeSpeech(const Input& input, uint8_t* output, uint32_t room) noexcept {
-  const SpeechFormat& format = *FindFormat(formatTag_);
+  const SpeechFormat& format = *format_;
   alignas(16) uint8_t codedFrame[kMostFrameBytes];
   alignas(16) uint8_t pcmFrame[kMostPcmBytes];
   const bool aligned = reinterpret_cast<uintptr_t>(output) % alignof(int16_t) == 0;

@@ -12,6 +12,15 @@ namespace orbel {
 inline constexpr GUID IID_Iaudiodecoder = {
     0x6a1f0c1e, 0x8b5d, 0x4f0e, {0x9c, 0x3e, 0x52, 0x77, 0x1d, 0xa0, 0xb4, 0x93}};
 
+// A format that a codec table decodes.
+struct SpeechFormat {
+  uint16_t tag;
+  const SpeechCodecFunctions* table;
+  int32_t bitRate;
+  uint32_t frameBytes;  // what one Decode takes at the most
+  uint32_t pcmBytes;    // what one Decode gives at the most
+};
+
 HRESULT CreateAudioDecoder(const GUID& iid, void** object) noexcept;
 
 class Caudiodecoder final : public MediaObjectBase {
@@ -38,6 +47,7 @@ class Caudiodecoder final : public MediaObjectBase {
 
   const SpeechCodecFunctions* codecTable_ = nullptr;
   uint16_t formatTag_ = 0;
+  const SpeechFormat* format_ = nullptr;  // that of the tag; empty for IMA ADPCM
   SpeechCodecInfo codecInfo_ = {};
   SpeechMemBank* banks_ = nullptr;
   void* codecHandle_ = nullptr;

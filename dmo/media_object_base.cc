@@ -269,8 +269,11 @@ HRESULT MediaObjectBase::HoldInput(IMediaBuffer* buffer, int64_t timestamp,
   HRESULT result = buffer->GetBufferAndLength(&data, &length);
   if (result < 0) return result;
   if (data == nullptr || length == 0) return E_FAIL;
-  result = Prepare(data, length);
-  if (result < 0) return result;
+  if (!prepared_) {
+    result = Prepare(data, length);
+    if (result < 0) return result;
+    prepared_ = true;
+  }
   inputData_ = data;
   inputLength_ = length;
   inputTime_ = timestamp;

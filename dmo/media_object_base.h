@@ -89,8 +89,8 @@ class MediaObjectBase : public IMediaObject, public IDispatch {
     uint32_t samplesPerSecond;
   };
   virtual OutputForm OutputFor(const DMO_MEDIA_TYPE& input) const noexcept = 0;
-  // Gets ready for the first input, and answers whether inputs can be decoded:
-  // S_OK, or what ProcessInput returns.
+  // Gets ready for the first input: S_OK, and it is not called again; or what
+  // ProcessInput returns.
   virtual HRESULT Prepare(const uint8_t* data, uint32_t length) noexcept = 0;
 
   // The input that waits for its output.
@@ -127,6 +127,7 @@ class MediaObjectBase : public IMediaObject, public IDispatch {
   bool resourcesAllocated_ = false;
   CriticalSection lock_;
 
+  bool prepared_ = false;
   Reference<IMediaBuffer> heldInput_;
   const uint8_t* inputData_ = nullptr;
   uint32_t inputLength_ = 0;

@@ -56,11 +56,9 @@ bool AudioOutput::Play(const int16_t* samples, int32_t count) noexcept {
   return device_.Write(samples, frames) == frames;
 }
 
-HRESULT AudioOutput::DoRenderSample(IMediaSample* sample) noexcept {
+HRESULT AudioOutput::DoRenderSample(MediaSample* sample) noexcept {
   if (sample == nullptr) return E_POINTER;
-  uint8_t* data = nullptr;
-  const HRESULT result = sample->GetPointer(&data);
-  if (result < 0) return result;
+  const uint8_t* const data = sample->GetPointer();
   const int32_t count = sample->GetActualDataLength() / 2;
   const int32_t level = level_.load(std::memory_order_relaxed);
   if (level == 0)

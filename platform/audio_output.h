@@ -31,7 +31,7 @@ class AudioOutput final : public CBaseRenderer, public IBasicAudio {
   HRESULT CheckMediaType(const DMO_MEDIA_TYPE* type) noexcept override;
   // Queues the samples; blocks only while the device's buffer is full. E_FAIL
   // when the device is gone: the samples are lost, the next are tried again.
-  HRESULT DoRenderSample(IMediaSample* sample) noexcept override;
+  HRESULT DoRenderSample(MediaSample* sample) noexcept override;
 
   HRESULT put_Volume(int32_t level) noexcept override;
   HRESULT get_Volume(int32_t* level) noexcept override;

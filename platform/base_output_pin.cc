@@ -61,20 +61,34 @@ HRESULT CBaseOutputPin::Disconnect() noexcept {
 }
 
 HRESULT CBaseOutputPin::Active() noexcept {
-  return allocator_ ? allocator_->Commit() : HRESULT{VFW_E_NOT_CONNECTED};
+  if (!allocator_) return VFW_E_NOT_CONNECTED;
+  const HRESULT result = allocator_->Commit();
+  active_ = result >= 0;
+  return result;
 }
 
 void CBaseOutputPin::Inactive() noexcept {
+  active_ = false;
+  spare_.Clear();
   if (allocator_) allocator_->Decommit();
 }
 
-HRESULT CBaseOutputPin::GetDeliveryBuffer(IMediaSample** sample) noexcept {
+HRESULT CBaseOutputPin::GetDeliveryBuffer(MediaSample** sample) noexcept {
   if (sample == nullptr) return E_POINTER;
-  *sample = nullptr;
+  *sample = spare_.Detach();
+  if (*sample != nullptr) return S_OK;
   return allocator_ ? allocator_->GetBuffer(sample) : HRESULT{VFW_E_NOT_CONNECTED};
 }
 
-HRESULT CBaseOutputPin::Deliver(IMediaSample* sample) noexcept {
+void CBaseOutputPin::ReturnDeliveryBuffer(MediaSample* sample) noexcept {
+  if (sample == nullptr) return;
+  if (active_ && !spare_ && sample->Renew())
+    *spare_.Receive() = sample;
+  else
+    sample->Release();
+}
+
+HRESULT CBaseOutputPin::Deliver(MediaSample* sample) noexcept {
   IPin* const peer = ConnectedTo();
   return peer != nullptr ? peer->Receive(sample) : HRESULT{VFW_E_NOT_CONNECTED};
 }

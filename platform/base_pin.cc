@@ -39,7 +39,7 @@ HRESULT CBasePin::NotifyAllocator(IMemAllocator* allocator) noexcept {
   return direction_ == PinDirection::Input ? S_OK : E_UNEXPECTED;
 }
 
-HRESULT CBasePin::Receive(IMediaSample*) noexcept { return E_UNEXPECTED; }
+HRESULT CBasePin::Receive(MediaSample*) noexcept { return E_UNEXPECTED; }
 
 HRESULT CBasePin::SetMediaType(const DMO_MEDIA_TYPE& type) noexcept { return type_.Copy(type); }
 

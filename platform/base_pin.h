@@ -5,6 +5,7 @@
 #include "platform/base_filter.h"
 #include "platform/graph.h"
 #include "platform/media_type.h"
+#include "platform/sample_pool.h"
 
 namespace orbel {
 
@@ -26,7 +27,7 @@ class CBasePin : public IPin {
   PinDirection Direction() noexcept override { return direction_; }
   HRESULT GetMediaType(int32_t position, DMO_MEDIA_TYPE* type) noexcept override;
   HRESULT NotifyAllocator(IMemAllocator* allocator) noexcept override;
-  HRESULT Receive(IMediaSample* sample) noexcept override;
+  HRESULT Receive(MediaSample* sample) noexcept override;
 
   // S_OK when the type suits this pin; anything else refuses it.
   virtual HRESULT CheckMediaType(const DMO_MEDIA_TYPE* type) noexcept = 0;
@@ -74,10 +75,14 @@ class CBaseOutputPin : public CBasePin {
   virtual HRESULT DecideBufferSize(IMemAllocator* allocator,
                                    AllocatorProperties* properties) noexcept = 0;
 
-  // A buffer for the next sample; waits while all are in use.
-  HRESULT GetDeliveryBuffer(IMediaSample** sample) noexcept;
+  // A buffer for the next sample; waits while all are in use. Goes back with
+  // ReturnDeliveryBuffer, or with Release.
+  HRESULT GetDeliveryBuffer(MediaSample** sample) noexcept;
   // Hands a sample to the connected pin, on this thread.
-  HRESULT Deliver(IMediaSample* sample) noexcept;
+  HRESULT Deliver(MediaSample* sample) noexcept;
+  // Releases a buffer. One that nobody else holds any more is kept for the next
+  // sample, which spares its way through the pool.
+  void ReturnDeliveryBuffer(MediaSample* sample) noexcept;
 
  protected:
   ~CBaseOutputPin() = default;
@@ -86,6 +91,8 @@ class CBaseOutputPin : public CBasePin {
   HRESULT TryType(IPin* inputPin, const DMO_MEDIA_TYPE& type) noexcept;
 
   Reference<IMemAllocator> allocator_;
+  Reference<MediaSample> spare_;
+  bool active_ = false;
 };
 
 }  // namespace orbel

@@ -7,7 +7,7 @@ HRESULT CBaseRenderer::InputPin::SetMediaType(const DMO_MEDIA_TYPE& type) noexce
   return result < 0 ? result : renderer_->OnConnected(type);
 }
 
-HRESULT CBaseRenderer::InputPin::Receive(IMediaSample* sample) noexcept {
+HRESULT CBaseRenderer::InputPin::Receive(MediaSample* sample) noexcept {
   if (sample == nullptr) return E_POINTER;
   if (renderer_->GetState() != FilterState::Running) return VFW_E_WRONG_STATE;
   return renderer_->DoRenderSample(sample);

@@ -16,7 +16,7 @@ class CBaseRenderer : public CBaseFilter {
 
   virtual HRESULT CheckMediaType(const DMO_MEDIA_TYPE* type) noexcept = 0;
   // Called for each sample delivered while the filter runs.
-  virtual HRESULT DoRenderSample(IMediaSample* sample) noexcept = 0;
+  virtual HRESULT DoRenderSample(MediaSample* sample) noexcept = 0;
 
  protected:
   // The input pin is connected with this type.
@@ -31,7 +31,7 @@ class CBaseRenderer : public CBaseFilter {
       return renderer_->CheckMediaType(type);
     }
     HRESULT SetMediaType(const DMO_MEDIA_TYPE& type) noexcept override;
-    HRESULT Receive(IMediaSample* sample) noexcept override;
+    HRESULT Receive(MediaSample* sample) noexcept override;
 
    private:
     CBaseRenderer* renderer_;

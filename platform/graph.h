@@ -8,6 +8,7 @@
 
 namespace orbel {
 
+class MediaSample;
 struct IBaseFilter;
 struct IPin;
 
@@ -16,23 +17,6 @@ struct IReferenceClock : IUnknown {
 
  protected:
   ~IReferenceClock() = default;
-};
-
-// One buffer of a pool. Its bytes are the holder's until the last Release,
-// which gives it back to the pool. Also an IMediaBuffer, by QueryInterface.
-struct IMediaSample : IUnknown {
-  virtual HRESULT GetPointer(uint8_t** data) noexcept = 0;
-  virtual int32_t GetSize() noexcept = 0;  // room, in bytes
-  // Without a time both are 0 and the result is S_FALSE.
-  virtual HRESULT GetTime(int64_t* start, int64_t* stop) noexcept = 0;
-  virtual HRESULT SetTime(const int64_t* start, const int64_t* stop) noexcept = 0;
-  virtual HRESULT IsSyncPoint() noexcept = 0;  // S_OK or S_FALSE
-  virtual HRESULT SetSyncPoint(bool syncPoint) noexcept = 0;
-  virtual int32_t GetActualDataLength() noexcept = 0;
-  virtual HRESULT SetActualDataLength(int32_t length) noexcept = 0;
-
- protected:
-  ~IMediaSample() = default;
 };
 
 struct AllocatorProperties {
@@ -51,7 +35,7 @@ struct IMemAllocator : IUnknown {
   // Wakes whoever waits in GetBuffer.
   virtual HRESULT Decommit() noexcept = 0;
   // A free buffer; waits for one. VFW_E_NOT_COMMITTED.
-  virtual HRESULT GetBuffer(IMediaSample** sample) noexcept = 0;
+  virtual HRESULT GetBuffer(MediaSample** sample) noexcept = 0;
 
  protected:
   ~IMemAllocator() = default;
@@ -70,7 +54,7 @@ struct IPin : IUnknown {
   virtual HRESULT GetMediaType(int32_t position, DMO_MEDIA_TYPE* type) noexcept = 0;
   // Input pins: the buffers that samples will come in, and the samples.
   virtual HRESULT NotifyAllocator(IMemAllocator* allocator) noexcept = 0;
-  virtual HRESULT Receive(IMediaSample* sample) noexcept = 0;
+  virtual HRESULT Receive(MediaSample* sample) noexcept = 0;
 
  protected:
   ~IPin() = default;

@@ -102,22 +102,15 @@ HRESULT MediaObjectWrapper::OutputPin::DecideBufferSize(
 
 // ---- streaming -----------------------------------------------------------
 
-HRESULT MediaObjectWrapper::Process(IMediaSample* sample) noexcept {
+HRESULT MediaObjectWrapper::Process(MediaSample* sample) noexcept {
   if (sample == nullptr) return E_POINTER;
   if (GetState() == FilterState::Stopped) return VFW_E_WRONG_STATE;
-  IMediaBuffer* buffer = nullptr;
-  HRESULT result = sample->QueryInterface(IID_IMediaBuffer, reinterpret_cast<void**>(&buffer));
-  if (result < 0) return result;
-
   int64_t start = 0;
   int64_t stop = 0;
-  uint32_t flags = sample->IsSyncPoint() == S_OK ? DMO_INPUT_DATA_BUFFERF_SYNCPOINT : 0;
-  if (sample->GetTime(&start, &stop) == S_OK)
+  uint32_t flags = sample->IsSyncPoint() ? DMO_INPUT_DATA_BUFFERF_SYNCPOINT : 0;
+  if (sample->GetTime(&start, &stop))
     flags |= DMO_INPUT_DATA_BUFFERF_TIME | DMO_INPUT_DATA_BUFFERF_TIMELENGTH;
-  result = object_->ProcessInput(0, buffer, flags, start, stop - start);
-  buffer->Release();
-  if (result < 0) return result;
-
+  HRESULT result = object_->ProcessInput(0, sample, flags, start, stop - start);
   bool more = true;
   while (more && result >= 0) result = DeliverOutput(&more);
   return result;
@@ -125,30 +118,24 @@ HRESULT MediaObjectWrapper::Process(IMediaSample* sample) noexcept {
 
 HRESULT MediaObjectWrapper::DeliverOutput(bool* more) noexcept {
   *more = false;
-  IMediaSample* sample = nullptr;
+  MediaSample* sample = nullptr;
   HRESULT result = output_.GetDeliveryBuffer(&sample);
   if (result < 0) {
     object_->Flush();  // the object must not go on holding the input
     return result;
   }
-  DMO_OUTPUT_DATA_BUFFER output = {};
-  result = sample->QueryInterface(IID_IMediaBuffer, reinterpret_cast<void**>(&output.buffer));
-  if (result >= 0) {
-    uint32_t status = 0;
-    result = object_->ProcessOutput(0, 1, &output, &status);
-    output.buffer->Release();
-  }
+  DMO_OUTPUT_DATA_BUFFER output = {sample, 0, 0, 0};
+  uint32_t status = 0;
+  result = object_->ProcessOutput(0, 1, &output, &status);
   if (result == S_OK) {
-    if ((output.status & DMO_OUTPUT_DATA_BUFFERF_TIME) != 0) {
-      const int64_t stop = output.timestamp + output.timeLength;
-      sample->SetTime(&output.timestamp, &stop);
-    }
+    if ((output.status & DMO_OUTPUT_DATA_BUFFERF_TIME) != 0)
+      sample->SetTime(output.timestamp, output.timestamp + output.timeLength);
     sample->SetSyncPoint((output.status & DMO_OUTPUT_DATA_BUFFERF_SYNCPOINT) != 0);
     // A stopped renderer takes no sample; that is no fault of the object's.
     if (sample->GetActualDataLength() > 0) result = output_.Deliver(sample);
     *more = (output.status & DMO_OUTPUT_DATA_BUFFERF_INCOMPLETE) != 0;
   }
-  sample->Release();
+  output_.ReturnDeliveryBuffer(sample);
   return result;
 }
 

@@ -37,7 +37,7 @@ class MediaObjectWrapper final : public CBaseFilter, public IDMOWrapperFilter {
     HRESULT CheckMediaType(const DMO_MEDIA_TYPE* type) noexcept override;
     HRESULT SetMediaType(const DMO_MEDIA_TYPE& type) noexcept override;
     void BreakConnect() noexcept override;
-    HRESULT Receive(IMediaSample* sample) noexcept override {
+    HRESULT Receive(MediaSample* sample) noexcept override {
       return wrapper_->Process(sample);
     }
 
@@ -60,7 +60,7 @@ class MediaObjectWrapper final : public CBaseFilter, public IDMOWrapperFilter {
     MediaObjectWrapper* wrapper_;
   };
 
-  HRESULT Process(IMediaSample* sample) noexcept;
+  HRESULT Process(MediaSample* sample) noexcept;
   HRESULT DeliverOutput(bool* more) noexcept;
 
   CriticalSection lock_;

@@ -21,7 +21,7 @@ uint32_t SystemClock::Release() noexcept {
 HRESULT SystemClock::GetTime(int64_t* time) noexcept {
   if (time == nullptr) return E_POINTER;
   timespec now;
-  clock_gettime(CLOCK_MONOTONIC, &now);
+  clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
   *time = int64_t{now.tv_sec} * 10000000 + now.tv_nsec / 100;
   return S_OK;
 }

@@ -1,4 +1,6 @@
-// The reference clock of every graph: monotonic system time.
+// The reference clock of every graph: monotonic system time, to the tick (a few
+// milliseconds). Samples are longer than that, and reading it costs a tenth of
+// the finer one.
 #pragma once
 
 #include "platform/graph.h"

@@ -19,12 +19,11 @@ HRESULT CallbackAudioRenderer::CheckMediaType(const DMO_MEDIA_TYPE* type) noexce
   return type->majorType == MEDIATYPE_Audio ? S_OK : S_FALSE;
 }
 
-HRESULT CallbackAudioRenderer::DoRenderSample(IMediaSample* sample) noexcept {
+HRESULT CallbackAudioRenderer::DoRenderSample(MediaSample* sample) noexcept {
   if (sample == nullptr) return S_OK;
   const int32_t length = sample->GetActualDataLength();
   if (length == 0) return S_OK;
-  uint8_t* data = nullptr;
-  sample->GetPointer(&data);
+  uint8_t* const data = sample->GetPointer();
   if (data == nullptr) return S_OK;
   *decodedDataOut_ = data;
   *decodedSizeOut_ = length;

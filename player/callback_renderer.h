@@ -15,7 +15,7 @@ class CallbackAudioRenderer final : public CBaseRenderer {
   // Nothing is copied: the address lies in the sample's own buffer, which stays
   // as it is until its pool hands it out again. A sample without data leaves
   // the player's fields alone.
-  HRESULT DoRenderSample(IMediaSample* sample) noexcept override;
+  HRESULT DoRenderSample(MediaSample* sample) noexcept override;
 
  private:
   ~CallbackAudioRenderer() override = default;

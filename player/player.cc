@@ -125,20 +125,19 @@ int32_t DeliverSample(AudioFilter* filter, const uint8_t* bytes, int32_t size) {
   if (filter->HasClock()) filter->StreamTime(&start);
   const int64_t stop = start + 1;
 
-  IMediaSample* sample = nullptr;
+  MediaSample* sample = nullptr;
   if (filter->Pin().GetDeliveryBuffer(&sample) < 0) return ORBEL_RENDER_REJECTED;
   if (sample->GetSize() < size) {
-    sample->Release();
+    filter->Pin().ReturnDeliveryBuffer(sample);
     return ORBEL_RENDER_REJECTED;
   }
-  uint8_t* room = nullptr;
   sample->SetSyncPoint(true);
-  sample->SetTime(&start, &stop);
+  sample->SetTime(start, stop);
   sample->SetActualDataLength(size);
-  sample->GetPointer(&room);
+  uint8_t* const room = sample->GetPointer();
   if (size > 0) std::memcpy(room, bytes, static_cast<size_t>(size));
   filter->Pin().Deliver(sample);
-  sample->Release();
+  filter->Pin().ReturnDeliveryBuffer(sample);
   return ORBEL_RENDER_OK;
 }
 

@@ -66,10 +66,9 @@ class AudioOutputTest : public testing::Test {
     AllocatorProperties actual;
     pool->SetProperties(&request, &actual);
     pool->Commit();
-    Reference<IMediaSample> sample;
+    Reference<MediaSample> sample;
     pool->GetBuffer(sample.Receive());
-    uint8_t* data = nullptr;
-    sample->GetPointer(&data);
+    uint8_t* const data = sample->GetPointer();
     std::memcpy(data, samples.data(), samples.size() * 2);
     sample->SetActualDataLength(request.bufferSize);
     return Renderer()->DoRenderSample(sample.Get());

@@ -151,9 +151,8 @@ class TestRenderer final : public CBaseRenderer {
  public:
   explicit TestRenderer(HRESULT accepts = S_OK) : CBaseRenderer(IID_IPin), accepts_(accepts) {}
   HRESULT CheckMediaType(const DMO_MEDIA_TYPE*) noexcept override { return accepts_; }
-  HRESULT DoRenderSample(IMediaSample* sample) noexcept override {
-    uint8_t* data = nullptr;
-    sample->GetPointer(&data);
+  HRESULT DoRenderSample(MediaSample* sample) noexcept override {
+    uint8_t* const data = sample->GetPointer();
     got.push_back(data[0]);
     sample->GetTime(&start, &stop);
     return S_OK;
@@ -210,15 +209,13 @@ class GraphTest : public testing::Test {
                                  renderer.Get());
   }
   HRESULT Push(const char* text) {
-    Reference<IMediaSample> sample;
+    Reference<MediaSample> sample;
     const HRESULT result = source->Pin().GetDeliveryBuffer(sample.Receive());
     if (result < 0) return result;
-    uint8_t* data = nullptr;
-    sample->GetPointer(&data);
+    uint8_t* const data = sample->GetPointer();
     std::memcpy(data, text, std::strlen(text));
     sample->SetActualDataLength(static_cast<int32_t>(std::strlen(text)));
-    const int64_t start = 100, stop = 130;
-    sample->SetTime(&start, &stop);
+    sample->SetTime(100, 130);
     return source->Pin().Deliver(sample.Get());
   }
 
@@ -277,7 +274,7 @@ TEST_F(GraphTest, StopAndRunAgain) {
   EXPECT_EQ(Push("c"), S_OK);
   EXPECT_EQ(renderer->got, (std::vector<uint8_t>{'a', 'c'}));
   // A sample kept over a stop is refused by the stopped filters.
-  Reference<IMediaSample> kept;
+  Reference<MediaSample> kept;
   source->Pin().GetDeliveryBuffer(kept.Receive());
   control->Stop();
   EXPECT_EQ(source->Pin().Deliver(kept.Get()), VFW_E_WRONG_STATE);

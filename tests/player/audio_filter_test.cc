@@ -118,14 +118,13 @@ TEST(CallbackRenderer, NotesTheLastSampleWithData) {
   AllocatorProperties actual;
   pool->SetProperties(&request, &actual);
   pool->Commit();
-  Reference<IMediaSample> sample;
+  Reference<MediaSample> sample;
   pool->GetBuffer(sample.Receive());
   EXPECT_EQ(renderer->DoRenderSample(sample.Get()), S_OK);
   EXPECT_EQ(data, nullptr);  // no data in it
   sample->SetActualDataLength(10);
   EXPECT_EQ(renderer->DoRenderSample(sample.Get()), S_OK);
-  uint8_t* place = nullptr;
-  sample->GetPointer(&place);
+  uint8_t* const place = sample->GetPointer();
   EXPECT_EQ(data, place);
   EXPECT_EQ(size, 10);
 }
