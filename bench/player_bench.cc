@@ -95,9 +95,9 @@ void ManyPlayers() {
     const char* name;
     int32_t formatId, bytes;
   };
-  for (const Kind& kind : {Kind{"G.711", ORBEL_FORMAT_MULAW, 160},
-                           Kind{"G.726 at 32", ORBEL_FORMAT_G726_32, 80},
-                           Kind{"IMA ADPCM", ORBEL_FORMAT_IMA, 84}}) {
+  for (const Kind& kind :
+       {Kind{"G.711", ORBEL_FORMAT_MULAW, 160}, Kind{"G.726 at 32", ORBEL_FORMAT_G726_32, 80},
+        Kind{"IMA ADPCM", ORBEL_FORMAT_IMA, 84}}) {
     std::vector<Player*> players;
     for (int i = 0; i < kPlayers; ++i) players.push_back(Open(kind.formatId, kind.bytes));
     std::vector<uint8_t> coded(static_cast<size_t>(kind.bytes));

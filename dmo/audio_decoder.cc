@@ -24,8 +24,7 @@ const SpeechFormat* FindFormat(uint32_t tag) {
   return nullptr;
 }
 
-constexpr uint32_t kStreamFlags = DMO_STREAMF_WHOLE_SAMPLES |
-                                  DMO_STREAMF_SINGLE_SAMPLE_PER_BUFFER |
+constexpr uint32_t kStreamFlags = DMO_STREAMF_WHOLE_SAMPLES | DMO_STREAMF_SINGLE_SAMPLE_PER_BUFFER |
                                   DMO_STREAMF_FIXED_SAMPLE_SIZE;
 
 }  // namespace
@@ -46,8 +45,8 @@ Caudiodecoder::~Caudiodecoder() { FreeBanks(); }
 
 void Caudiodecoder::FreeBanks() noexcept {
   for (int32_t i = 0; i < bankCount_ && banks_ != nullptr; ++i)
-    ::operator delete(banks_[i].memory,
-                      std::align_val_t{static_cast<size_t>(std::max(banks_[i].alignment, 1))});
+    ::operator delete (banks_[i].memory,
+                       std::align_val_t{static_cast<size_t>(std::max(banks_[i].alignment, 1))});
   delete[] banks_;
   banks_ = nullptr;
   bankCount_ = 0;
@@ -123,7 +122,7 @@ HRESULT Caudiodecoder::SetUpCodec() noexcept {
   for (int32_t i = 0; i < bankCount_; ++i) {
     const auto size = static_cast<size_t>(std::max(banks_[i].size, 1));
     const auto alignment = static_cast<size_t>(std::max(banks_[i].alignment, 1));
-    banks_[i].memory = ::operator new(size, std::align_val_t{alignment}, std::nothrow);
+    banks_[i].memory = ::operator new (size, std::align_val_t{alignment}, std::nothrow);
     if (banks_[i].memory == nullptr) {
       FreeBanks();
       return E_OUTOFMEMORY;
@@ -131,8 +130,8 @@ HRESULT Caudiodecoder::SetUpCodec() noexcept {
     std::memset(banks_[i].memory, 0, size);
   }
   codecTable_->Init(&options, banks_, &codecHandle_);
-  codecTable_->GetOutputSize(&options, format.bitRate,
-                             static_cast<int32_t>(InputType().sampleSize), &outputSizeHint_);
+  codecTable_->GetOutputSize(&options, format.bitRate, static_cast<int32_t>(InputType().sampleSize),
+                             &outputSizeHint_);
   return S_OK;
 }
 
@@ -175,14 +174,13 @@ HRESULT Caudiodecoder::DecodeSpeech(const Input& input, uint8_t* output, uint32_
     pcm.data = reinterpret_cast<int16_t*>(direct ? output + produced : pcmFrame);
 
     if (codecTable_->Decode(codecHandle_, &bits, &pcm) != SPEECH_OK) return E_FAIL;
-    const auto made =
-        std::min(static_cast<uint32_t>(std::clamp(pcm.byteCount, 0, 160)), space);
+    const auto made = std::min(static_cast<uint32_t>(std::clamp(pcm.byteCount, 0, 160)), space);
     if (!direct) std::memcpy(output + produced, pcmFrame, made);
     produced += made;
     if (bits.byteCount <= 0) break;
     consumed += static_cast<uint32_t>(bits.byteCount);
   }
-  std::memset(output + produced, 0, room - produced);
+  if (produced < room) std::memset(output + produced, 0, room - produced);
   return S_OK;
 }
 
@@ -219,7 +217,7 @@ HRESULT Caudiodecoder::DecodeAdpcm(const Input& input, uint8_t* output, uint32_t
     }
     consumed += now;
   }
-  std::memset(output + produced, 0, room - produced);
+  if (produced < room) std::memset(output + produced, 0, room - produced);
   return S_OK;
 }
 

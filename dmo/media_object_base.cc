@@ -23,9 +23,7 @@ HRESULT Answer(uint32_t stream, uint32_t* out, uint32_t value) {
 
 }  // namespace
 
-MediaObjectBase::MediaObjectBase(const Traits& traits) noexcept : traits_(traits) {
-  HoldModule();
-}
+MediaObjectBase::MediaObjectBase(const Traits& traits) noexcept : traits_(traits) { HoldModule(); }
 
 MediaObjectBase::~MediaObjectBase() { LetModuleGo(); }
 
@@ -283,8 +281,7 @@ HRESULT MediaObjectBase::HoldInput(IMediaBuffer* buffer, int64_t timestamp,
 }
 
 HRESULT MediaObjectBase::ProcessOutput(uint32_t flags, uint32_t count,
-                                       DMO_OUTPUT_DATA_BUFFER* buffers,
-                                       uint32_t* status) noexcept {
+                                       DMO_OUTPUT_DATA_BUFFER* buffers, uint32_t* status) noexcept {
   if (status == nullptr) return E_POINTER;
   if (count != 1 || flags > DMO_PROCESS_OUTPUT_DISCARD_WHEN_NO_BUFFER) return E_INVALIDARG;
   if (buffers == nullptr) return E_POINTER;

@@ -48,8 +48,7 @@ class MediaObjectBase : public IMediaObject, public IDispatch {
   HRESULT GetInputType(uint32_t stream, uint32_t typeIndex, DMO_MEDIA_TYPE* type) noexcept final;
   HRESULT GetOutputType(uint32_t stream, uint32_t typeIndex, DMO_MEDIA_TYPE* type) noexcept final;
   HRESULT SetInputType(uint32_t stream, const DMO_MEDIA_TYPE* type, uint32_t flags) noexcept final;
-  HRESULT SetOutputType(uint32_t stream, const DMO_MEDIA_TYPE* type,
-                        uint32_t flags) noexcept final;
+  HRESULT SetOutputType(uint32_t stream, const DMO_MEDIA_TYPE* type, uint32_t flags) noexcept final;
   HRESULT GetInputCurrentType(uint32_t stream, DMO_MEDIA_TYPE* type) noexcept final;
   HRESULT GetOutputCurrentType(uint32_t stream, DMO_MEDIA_TYPE* type) noexcept final;
   HRESULT GetInputSizeInfo(uint32_t stream, uint32_t* size, uint32_t* lookahead,

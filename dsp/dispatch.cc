@@ -30,7 +30,8 @@ constexpr FeatureSource kFeatureSources[] = {
 bool Identify(uint32_t leaf, uint32_t subLeaf, DspCpuInfo* result) {
   // The count of leaves is asked for in the leaf's own range, the basic one or
   // one of the extended ones.
-  if (__get_cpuid_max(leaf & 0x80000000U, nullptr) < leaf) return false;
+  const uint32_t range = leaf & 0x80000000U;
+  if (static_cast<uint32_t>(__get_cpuid_max(range, nullptr)) < leaf) return false;
   __cpuid_count(leaf, subLeaf, result->eax, result->ebx, result->ecx, result->edx);
   return true;
 }

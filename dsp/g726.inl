@@ -73,12 +73,11 @@ constexpr int32_t kDqScale = 11 << 23;      // the lanes of DQ hold value times 
 
 // FMULT for four lanes of the zero predictor. With a coefficient mant * 2^(e-6) and
 // a value fm * 2^(fe-6), the product is floor((fm*mant + 48) / 16) * 2^(we-19), where
-// we = e + fe, without its fraction.
-[[gnu::always_inline]] static inline V4x32 ZeroProducts(V4x32 b, V4xF dq) {
+// we = e + fe, without its fraction and without what exceeds `mask`.
+[[gnu::always_inline]] static inline V4x32 ZeroProducts(V4x32 b, V4xF dq, V4x32 mask) {
   const V4x32 bSign = b >> 31;
   const V4x32 magnitude = (((b >> 18) ^ bSign) - bSign) & 8191;
-  const V4x32 cut =
-      reinterpret_cast<V4x32>(__builtin_convertvector(magnitude, V4xF)) & kSixBits;
+  const V4x32 cut = reinterpret_cast<V4x32>(__builtin_convertvector(magnitude, V4xF)) & kSixBits;
   const V4x32 f = cut | ((magnitude == 0) & kOneHalf);
   const V4x32 dqBits = reinterpret_cast<V4x32>(dq);
   const V4x32 d = dqBits & ~kSignBit;
@@ -87,11 +86,10 @@ constexpr int32_t kDqScale = 11 << 23;      // the lanes of DQ hold value times 
   const V4xF unit = reinterpret_cast<V4xF>(unitBits);
   // All of this is exact: (fm*mant + 48) * 2^(we-23), 13 significant bits at most.
   const V4xF sum = reinterpret_cast<V4xF>(f) * reinterpret_cast<V4xF>(d) + unit * 3.0F;
-  // Products whose unit is above 1 lose what lies below it, the division by 16.
-  const V4x32 unitBelow = __builtin_convertvector(unit, V4x32);
-  const V4x32 keep = ~(unitBelow - (unitBelow > 0 ? V4x32{} + 1 : V4x32{}));
-  const V4x32 product = __builtin_convertvector(sum, V4x32) &
-                        (unitBelow > 0 ? keep : ~V4x32{}) & 32767;
+  // Where the unit is a whole number, what lies below it goes: the division by 16.
+  const V4x32 whole = __builtin_convertvector(unit, V4x32);
+  const V4x32 kept = -whole | (whole == 0);
+  const V4x32 product = __builtin_convertvector(sum, V4x32) & kept & mask;
   const V4x32 sign = (b ^ dqBits) >> 31;
   return (product ^ sign) - sign;
 }
@@ -117,7 +115,10 @@ struct Prediction {
 
 // ACCUM.
 [[gnu::always_inline]] static inline Prediction Predict(const Memory& m) {
-  V4x32 sum = ZeroProducts(m.b[0], m.dq[0]) + ZeroProducts(m.b[1], m.dq[1]);
+  // Lanes 6 and 7 hold values that have left the delay line.
+  const V4x32 four = {32767, 32767, 32767, 32767};
+  const V4x32 two = {32767, 32767, 0, 0};
+  V4x32 sum = ZeroProducts(m.b[0], m.dq[0], four) + ZeroProducts(m.b[1], m.dq[1], two);
   sum += __builtin_shufflevector(sum, sum, 2, 3, 0, 1);
   sum += __builtin_shufflevector(sum, sum, 1, 0, 3, 2);
   const int32_t poles =
@@ -143,7 +144,8 @@ template <int kBits>
   const int32_t dqSign = -static_cast<int32_t>(code >> (kBits - 1));
   const int32_t dql = rate.dqln[code] + (y >> 2);
   const int32_t whole = dql >> 7;
-  const int32_t dqMagnitude = dql < 0 ? 0 : ((128 + (dql & 127)) << 7) >> ((14 - whole) & 31);
+  const int32_t antilog = ((128 + (dql & 127)) << 7) >> ((14 - whole) & 31);
+  const int32_t dqMagnitude = antilog & ~(dql >> 31);
   const int32_t dq = (dqMagnitude ^ dqSign) - dqSign;
 
   // TRANS.
@@ -163,14 +165,14 @@ template <int kBits>
   m.yu = Clamp(y + ((rate.wi[code] - y) >> 5), 544, 5120);
   m.yl += m.yu + (-m.yl >> 6);
 
-  // UPA2, LIMC, UPA1, LIMD.
-  int32_t gain2 = 0;
-  int32_t gain1 = 0;
-  if (p != 0) {
-    const int32_t limited = 4 * Clamp(m.a1, -8191, 8191);
-    gain2 = ((pk0 == m.pk2 ? 16384 : -16384) + (pk0 == m.pk1 ? -limited : limited)) >> 7;
-    gain1 = pk0 == m.pk1 ? 192 : -192;
-  }
+  // UPA2, LIMC, UPA1, LIMD. Signs are as good as random: no branch here.
+  const int32_t moves = -static_cast<int32_t>(p != 0);
+  const int32_t differs1 = pk0 ^ m.pk1;
+  const int32_t differs2 = pk0 ^ m.pk2;
+  const int32_t limited = 4 * Clamp(m.a1, -8191, 8191);
+  const int32_t f = (limited ^ (differs1 - 1)) - (differs1 - 1);
+  const int32_t gain2 = (16384 - (differs2 << 15) + f) >> 7 & moves;
+  const int32_t gain1 = (192 - 384 * differs1) & moves;
   const int32_t a2 = Clamp(m.a2 + gain2 - (m.a2 >> 7), -12288, 12288);
   const int32_t a1 = Clamp(m.a1 + gain1 - (m.a1 >> 8), a2 - 15360, 15360 - a2);
   m.a1 = a1;
@@ -178,11 +180,10 @@ template <int kBits>
 
   // XOR, UPB. The upper halves wrap as 16-bit values do.
   constexpr int kLeak = kBits == 5 ? 25 : 24;
-  const V4x32 step[2] = {{128 << 16, 128 << 16, 128 << 16, 128 << 16}, {128 << 16, 128 << 16, 0, 0}};
-  const int32_t moves = -static_cast<int32_t>(dqMagnitude != 0);
+  const int32_t unit = dqMagnitude != 0 ? 128 << 16 : 0;
   for (int i = 0; i < 2; ++i) {
     const V4x32 against = (reinterpret_cast<V4x32>(m.dq[i]) >> 31) ^ dqSign;
-    const V4x32 gain = ((step[i] & moves) ^ against) - against;
+    const V4x32 gain = ((V4x32{} + unit) ^ against) - against;
     typedef uint32_t V4u32 __attribute__((vector_size(16)));
     const V4u32 leak = reinterpret_cast<V4u32>(m.b[i] >> kLeak) << 16;
     m.b[i] = reinterpret_cast<V4x32>(reinterpret_cast<V4u32>(m.b[i]) +
@@ -216,7 +217,7 @@ template <int kBits>
   float newest;
   __builtin_memcpy(&newest, &dqBits, sizeof newest);
   const V4xF entering = {newest, 0, 0, 0};
-  m.dq[1] = __builtin_shufflevector(m.dq[0], m.dq[1], 3, 4, 6, 7);
+  m.dq[1] = __builtin_shufflevector(m.dq[0], m.dq[1], 3, 4, 5, 6);
   m.dq[0] = __builtin_shufflevector(entering, m.dq[0], 0, 4, 5, 6);
 
   // FLOATB.

@@ -23,7 +23,7 @@ constexpr int32_t kG726Linear = 2;  // samples, -8192 to 8191
 
 // The memories of the recommendation, under its names.
 struct G726Adaptation {
-  // B1..B6 in the upper halves (14 fraction bits there); lanes 6, 7 are 0.
+  // B1..B6 in the upper halves (14 fraction bits there); lanes 6, 7 are of no use.
   int32_t b[8];
   // DQ1..DQ6: the value cut to 6 significant bits, times 2^-11, with DQ's sign,
   // zero also; a difference of 0 counts as one half. Lanes 6, 7 are of no use.

@@ -29,4 +29,4 @@ static inline int16_t Saturate16(int32_t v) {
 static inline int16_t Wrap16(int32_t v) { return static_cast<int16_t>(v); }
 
 // Position of the highest bit that is set; 0 for 0.
-static inline int32_t TopBit(uint32_t v) { return 31 - __builtin_clz(v | 1); }
+static inline int32_t TopBit(uint32_t v) { return __builtin_clz(v | 1) ^ 31; }

@@ -61,8 +61,7 @@ HRESULT AudioOutput::DoRenderSample(MediaSample* sample) noexcept {
   const uint8_t* const data = sample->GetPointer();
   const int32_t count = sample->GetActualDataLength() / 2;
   const int32_t level = level_.load(std::memory_order_relaxed);
-  if (level == 0)
-    return Play(reinterpret_cast<const int16_t*>(data), count) ? S_OK : E_FAIL;
+  if (level == 0) return Play(reinterpret_cast<const int16_t*>(data), count) ? S_OK : E_FAIL;
 
   const int32_t gain = VolumeGain(level);
   const int32_t chunk = std::max(kChunkSamples / channels_, 1) * channels_;

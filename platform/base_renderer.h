@@ -8,8 +8,7 @@ namespace orbel {
 
 class CBaseRenderer : public CBaseFilter {
  public:
-  explicit CBaseRenderer(const GUID& classId) noexcept
-      : CBaseFilter(classId, &lock_), pin_(this) {}
+  explicit CBaseRenderer(const GUID& classId) noexcept : CBaseFilter(classId, &lock_), pin_(this) {}
 
   int32_t GetPinCount() noexcept override { return 1; }
   CBasePin* BasePin(int32_t index) noexcept override { return index == 0 ? &pin_ : nullptr; }

@@ -65,8 +65,7 @@ HRESULT MediaObjectWrapper::OutputPin::GetMediaType(int32_t position,
                                                     DMO_MEDIA_TYPE* type) noexcept {
   if (position < 0) return E_INVALIDARG;
   if (type == nullptr) return E_POINTER;
-  const HRESULT result =
-      wrapper_->object_->GetOutputType(0, static_cast<uint32_t>(position), type);
+  const HRESULT result = wrapper_->object_->GetOutputType(0, static_cast<uint32_t>(position), type);
   return result == DMO_E_NO_MORE_ITEMS ? VFW_S_NO_MORE_ITEMS : result;
 }
 
@@ -83,8 +82,8 @@ void MediaObjectWrapper::OutputPin::BreakConnect() noexcept {
   wrapper_->object_->SetOutputType(0, nullptr, DMO_SET_TYPEF_CLEAR);
 }
 
-HRESULT MediaObjectWrapper::OutputPin::DecideBufferSize(
-    IMemAllocator* allocator, AllocatorProperties* properties) noexcept {
+HRESULT MediaObjectWrapper::OutputPin::DecideBufferSize(IMemAllocator* allocator,
+                                                        AllocatorProperties* properties) noexcept {
   if (allocator == nullptr || properties == nullptr) return E_POINTER;
   uint32_t size = 0;
   uint32_t alignment = 0;

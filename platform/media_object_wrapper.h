@@ -37,9 +37,7 @@ class MediaObjectWrapper final : public CBaseFilter, public IDMOWrapperFilter {
     HRESULT CheckMediaType(const DMO_MEDIA_TYPE* type) noexcept override;
     HRESULT SetMediaType(const DMO_MEDIA_TYPE& type) noexcept override;
     void BreakConnect() noexcept override;
-    HRESULT Receive(MediaSample* sample) noexcept override {
-      return wrapper_->Process(sample);
-    }
+    HRESULT Receive(MediaSample* sample) noexcept override { return wrapper_->Process(sample); }
 
    private:
     MediaObjectWrapper* wrapper_;

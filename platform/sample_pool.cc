@@ -57,8 +57,9 @@ HRESULT MediaSample::GetBufferAndLength(uint8_t** buffer, uint32_t* length) noex
 
 SamplePool::~SamplePool() {
   delete[] samples_;
-  ::operator delete(memory_, std::align_val_t{static_cast<size_t>(
-                                 std::max(properties_.alignment, kDefaultAlignment))});
+  ::operator delete (
+      memory_,
+      std::align_val_t{static_cast<size_t>(std::max(properties_.alignment, kDefaultAlignment))});
 }
 
 HRESULT SamplePool::QueryInterface(const GUID& iid, void** object) noexcept {
@@ -73,8 +74,7 @@ uint32_t SamplePool::AddRef() noexcept {
 }
 
 uint32_t SamplePool::Release() noexcept {
-  const uint32_t word =
-      word_.fetch_sub(kOneReference, std::memory_order_acq_rel) - kOneReference;
+  const uint32_t word = word_.fetch_sub(kOneReference, std::memory_order_acq_rel) - kOneReference;
   if (IsDead(word)) delete this;
   return word >> 16;
 }
@@ -100,16 +100,17 @@ HRESULT SamplePool::SetProperties(const AllocatorProperties* request,
   const auto count = static_cast<size_t>(wanted.bufferCount);
   auto* samples = new (std::nothrow) MediaSample[count];
   auto* memory = static_cast<uint8_t*>(
-      ::operator new(stride * count, std::align_val_t{alignment}, std::nothrow));
+      ::operator new (stride* count, std::align_val_t{alignment}, std::nothrow));
   if (samples == nullptr || memory == nullptr) {
     delete[] samples;
-    ::operator delete(memory, std::align_val_t{alignment});
+    ::operator delete (memory, std::align_val_t{alignment});
     return E_OUTOFMEMORY;
   }
 
   delete[] samples_;
-  ::operator delete(memory_, std::align_val_t{static_cast<size_t>(
-                                 std::max(properties_.alignment, kDefaultAlignment))});
+  ::operator delete (
+      memory_,
+      std::align_val_t{static_cast<size_t>(std::max(properties_.alignment, kDefaultAlignment))});
   samples_ = samples;
   memory_ = memory;
   properties_ = wanted;

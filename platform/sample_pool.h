@@ -74,9 +74,9 @@ class MediaSample final : public IMediaBuffer {
 class SamplePool final : public IMemAllocator {
  public:
   static constexpr int32_t kMostBuffers = 15;
-  static constexpr int32_t kMostBytes = 1 << 26;      // of one buffer
-  static constexpr int32_t kDefaultBytes = 8192;      // where no size was asked for
-  static constexpr int32_t kDefaultAlignment = 32;    // also the least one given
+  static constexpr int32_t kMostBytes = 1 << 26;    // of one buffer
+  static constexpr int32_t kDefaultBytes = 8192;    // where no size was asked for
+  static constexpr int32_t kDefaultAlignment = 32;  // also the least one given
 
   SamplePool() noexcept = default;
 

@@ -73,8 +73,8 @@ bool CreateDecoder(Player* player, const GUID& classId) {
 
 bool CreateRenderer(Player* player, bool callback) {
   if (callback) {
-    player->callbackRenderer = new (std::nothrow)
-        CallbackAudioRenderer(&player->decodedData, &player->decodedSize);
+    player->callbackRenderer =
+        new (std::nothrow) CallbackAudioRenderer(&player->decodedData, &player->decodedSize);
     player->rendererFilter = player->callbackRenderer;
     return player->callbackRenderer != nullptr;
   }

@@ -20,11 +20,27 @@ void Store(uint8_t* to, T value) {
   std::memcpy(to, &value, sizeof value);
 }
 
-// The low n bits of each of eight bytes, and each pair of them joined in 16 bits.
-template <int n>
-constexpr uint64_t kEachCode = 0x0101010101010101u * ((1u << n) - 1);
-template <int n>
-constexpr uint64_t kEachPair = 0x0001000100010001u * ((1u << 2 * n) - 1);
+// Fields of `width` bits, one at the bottom of each lane of `lane` bits. Spread
+// halves the lanes, Join doubles them: the upper half of each field moves between
+// the top of its lower half and the next lane.
+template <int lane, int width>
+constexpr uint64_t Lanes() {
+  uint64_t mask = 0;
+  for (int bit = 0; bit < 64; bit += lane) mask |= ((uint64_t{1} << width) - 1) << bit;
+  return mask;
+}
+
+template <int lane, int width>
+uint64_t Spread(uint64_t bits) {
+  constexpr uint64_t kLower = Lanes<lane, width / 2>();
+  return (bits & kLower) | ((bits << (lane - width) / 2) & kLower << lane / 2);
+}
+
+template <int lane, int width>
+uint64_t Join(uint64_t bits) {
+  constexpr uint64_t kLower = Lanes<lane, width / 2>();
+  return (bits & kLower) | ((bits & kLower << lane / 2) >> (lane - width) / 2);
+}
 
 template <int n>
 uint64_t LoadBlock(const uint8_t* packed) {
@@ -42,25 +58,21 @@ void StoreBlock(uint8_t* packed, uint64_t bits) {
   if constexpr (n == 5) packed[4] = static_cast<uint8_t>(bits >> 32);
 }
 
-// Halves to 32 bits each, pairs to 16, codes to 8.
 template <int n>
 void Unpack(const uint8_t* packed, uint8_t* codes, int32_t blocks) {
   for (; blocks > 0; --blocks, packed += n, codes += kG726BlockSamples) {
-    uint64_t bits = LoadBlock<n>(packed);
-    bits = (bits | bits << (32 - 4 * n)) & (0x0000000100000001u * ((uint64_t{1} << 4 * n) - 1));
-    bits = (bits | bits << (16 - 2 * n)) & kEachPair<n>;
-    bits = (bits | bits << (8 - n)) & kEachCode<n>;
-    Store(codes, bits);
+    const uint64_t halves = Spread<64, 8 * n>(LoadBlock<n>(packed));
+    const uint64_t pairs = Spread<32, 4 * n>(halves);
+    Store(codes, Spread<16, 2 * n>(pairs));
   }
 }
 
 template <int n>
 void Pack(const uint8_t* codes, uint8_t* packed, int32_t blocks) {
   for (; blocks > 0; --blocks, packed += n, codes += kG726BlockSamples) {
-    uint64_t bits = Load<uint64_t>(codes) & kEachCode<n>;
-    bits = (bits | bits >> (8 - n)) & kEachPair<n>;
-    bits = (bits | bits >> (16 - 2 * n)) & (0x0000000100000001u * ((uint64_t{1} << 4 * n) - 1));
-    StoreBlock<n>(packed, bits | bits >> (32 - 4 * n));
+    const uint64_t pairs = Join<16, 2 * n>(Load<uint64_t>(codes));
+    const uint64_t halves = Join<32, 4 * n>(pairs);
+    StoreBlock<n>(packed, Join<64, 8 * n>(halves));
   }
 }
 

@@ -144,24 +144,25 @@ typedef struct DMO_OUTPUT_DATA_BUFFER {
   int64_t timeLength;   /* 100 ns units */
 } DMO_OUTPUT_DATA_BUFFER;
 
-enum { /* status of an output buffer */
+/* status of an output buffer */
+enum {
   DMO_OUTPUT_DATA_BUFFERF_SYNCPOINT = 1,
   DMO_OUTPUT_DATA_BUFFERF_TIME = 2,
   DMO_OUTPUT_DATA_BUFFERF_TIMELENGTH = 4,
   DMO_OUTPUT_DATA_BUFFERF_INCOMPLETE = 0x1000000 /* more output waits */
 };
-enum { /* flags of ProcessInput */
+/* flags of ProcessInput */
+enum {
   DMO_INPUT_DATA_BUFFERF_SYNCPOINT = 1,
   DMO_INPUT_DATA_BUFFERF_TIME = 2,
   DMO_INPUT_DATA_BUFFERF_TIMELENGTH = 4
 };
 enum { DMO_INPUT_STATUSF_ACCEPT_DATA = 1 };
-enum { /* flags of SetInputType and SetOutputType; clear wins */
-  DMO_SET_TYPEF_TEST_ONLY = 1,
-  DMO_SET_TYPEF_CLEAR = 2
-};
+/* flags of SetInputType and SetOutputType; clear wins */
+enum { DMO_SET_TYPEF_TEST_ONLY = 1, DMO_SET_TYPEF_CLEAR = 2 };
 enum { DMO_PROCESS_OUTPUT_DISCARD_WHEN_NO_BUFFER = 1 };
-enum { /* flags of GetInputStreamInfo and GetOutputStreamInfo */
+/* flags of GetInputStreamInfo and GetOutputStreamInfo */
+enum {
   DMO_STREAMF_WHOLE_SAMPLES = 1,
   DMO_STREAMF_SINGLE_SAMPLE_PER_BUFFER = 2,
   DMO_STREAMF_FIXED_SAMPLE_SIZE = 4
@@ -282,20 +283,20 @@ typedef struct IMediaObjectVtbl {
   HRESULT (*GetStreamCount)(IMediaObject* self, uint32_t* inputs, uint32_t* outputs);
   HRESULT (*GetInputStreamInfo)(IMediaObject* self, uint32_t stream, uint32_t* flags);
   HRESULT (*GetOutputStreamInfo)(IMediaObject* self, uint32_t stream, uint32_t* flags);
-  HRESULT (*GetInputType)(IMediaObject* self, uint32_t stream, uint32_t typeIndex,
-                          DMO_MEDIA_TYPE* type);
-  HRESULT (*GetOutputType)(IMediaObject* self, uint32_t stream, uint32_t typeIndex,
-                           DMO_MEDIA_TYPE* type);
-  HRESULT (*SetInputType)(IMediaObject* self, uint32_t stream, const DMO_MEDIA_TYPE* type,
-                          uint32_t flags);
-  HRESULT (*SetOutputType)(IMediaObject* self, uint32_t stream, const DMO_MEDIA_TYPE* type,
-                           uint32_t flags);
+  HRESULT(*GetInputType)
+  (IMediaObject* self, uint32_t stream, uint32_t typeIndex, DMO_MEDIA_TYPE* type);
+  HRESULT(*GetOutputType)
+  (IMediaObject* self, uint32_t stream, uint32_t typeIndex, DMO_MEDIA_TYPE* type);
+  HRESULT(*SetInputType)
+  (IMediaObject* self, uint32_t stream, const DMO_MEDIA_TYPE* type, uint32_t flags);
+  HRESULT(*SetOutputType)
+  (IMediaObject* self, uint32_t stream, const DMO_MEDIA_TYPE* type, uint32_t flags);
   HRESULT (*GetInputCurrentType)(IMediaObject* self, uint32_t stream, DMO_MEDIA_TYPE* type);
   HRESULT (*GetOutputCurrentType)(IMediaObject* self, uint32_t stream, DMO_MEDIA_TYPE* type);
-  HRESULT (*GetInputSizeInfo)(IMediaObject* self, uint32_t stream, uint32_t* size,
-                              uint32_t* lookahead, uint32_t* alignment);
-  HRESULT (*GetOutputSizeInfo)(IMediaObject* self, uint32_t stream, uint32_t* size,
-                               uint32_t* alignment);
+  HRESULT(*GetInputSizeInfo)
+  (IMediaObject* self, uint32_t stream, uint32_t* size, uint32_t* lookahead, uint32_t* alignment);
+  HRESULT(*GetOutputSizeInfo)
+  (IMediaObject* self, uint32_t stream, uint32_t* size, uint32_t* alignment);
   HRESULT (*GetInputMaxLatency)(IMediaObject* self, uint32_t stream, int64_t* latency);
   HRESULT (*SetInputMaxLatency)(IMediaObject* self, uint32_t stream, int64_t latency);
   HRESULT (*Flush)(IMediaObject* self);
@@ -303,10 +304,12 @@ typedef struct IMediaObjectVtbl {
   HRESULT (*AllocateStreamingResources)(IMediaObject* self);
   HRESULT (*FreeStreamingResources)(IMediaObject* self);
   HRESULT (*GetInputStatus)(IMediaObject* self, uint32_t stream, uint32_t* flags);
-  HRESULT (*ProcessInput)(IMediaObject* self, uint32_t stream, IMediaBuffer* buffer, uint32_t flags,
-                          int64_t timestamp, int64_t timeLength);
-  HRESULT (*ProcessOutput)(IMediaObject* self, uint32_t flags, uint32_t count,
-                           DMO_OUTPUT_DATA_BUFFER* buffers, uint32_t* status);
+  HRESULT(*ProcessInput)
+  (IMediaObject* self, uint32_t stream, IMediaBuffer* buffer, uint32_t flags, int64_t timestamp,
+   int64_t timeLength);
+  HRESULT(*ProcessOutput)
+  (IMediaObject* self, uint32_t flags, uint32_t count, DMO_OUTPUT_DATA_BUFFER* buffers,
+   uint32_t* status);
   HRESULT (*Lock)(IMediaObject* self, int32_t lock);
 } IMediaObjectVtbl;
 struct IMediaObject {

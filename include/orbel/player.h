@@ -35,25 +35,25 @@ typedef struct Player Player;
 
 /* What the coded bytes are (formatId of PlayerOpen). */
 enum {
-  ORBEL_FORMAT_AAC = 255,     /* MPEG-4 AAC family; rateIndex tells the rate */
-  ORBEL_FORMAT_MULAW = 495,   /* G.711 mu-law, 8000 Hz, 1 byte a sample      */
-  ORBEL_FORMAT_ALAW = 496,    /* G.711 A-law, 8000 Hz, 1 byte a sample       */
-  ORBEL_FORMAT_G726_32 = 751, /* G.726 at 32 kbit/s, 8000 Hz, 2 samples a
-                                 byte, first sample in the low bits          */
+  ORBEL_FORMAT_AAC = 255,      /* MPEG-4 AAC family; rateIndex tells the rate */
+  ORBEL_FORMAT_MULAW = 495,    /* G.711 mu-law, 8000 Hz, 1 byte a sample      */
+  ORBEL_FORMAT_ALAW = 496,     /* G.711 A-law, 8000 Hz, 1 byte a sample       */
+  ORBEL_FORMAT_G726_32 = 751,  /* G.726 at 32 kbit/s, 8000 Hz, 2 samples a
+                                  byte, first sample in the low bits          */
   ORBEL_FORMAT_G726_24 = 1007, /* G.726 at 24 kbit/s, 8000 Hz, 8 samples in
                                  3 bytes, first sample in the low bits       */
-  ORBEL_FORMAT_IMA = 10005    /* IMA ADPCM blocks, 8000 Hz: 4 bytes of header,
-                                 then 2 samples a byte, high nibble first    */
+  ORBEL_FORMAT_IMA = 10005     /* IMA ADPCM blocks, 8000 Hz: 4 bytes of header,
+                                  then 2 samples a byte, high nibble first    */
 };
 
 /* Results of PlayerOpen: the step that failed. */
 enum {
   ORBEL_OPEN_OK = 0,
-  ORBEL_OPEN_NO_GRAPH = -1,    /* no graph: the thread is not initialised
-                                  (CoInitializeEx), no memory, or no player  */
-  ORBEL_OPEN_NO_DECODER = -2,  /* the decoder could not be made              */
-  ORBEL_OPEN_NO_RENDERER = -3, /* no sound library or no sound device        */
-  ORBEL_OPEN_NOT_ADDED = -4,   /* the renderer could not enter the graph     */
+  ORBEL_OPEN_NO_GRAPH = -1,     /* no graph: the thread is not initialised
+                                   (CoInitializeEx), no memory, or no player  */
+  ORBEL_OPEN_NO_DECODER = -2,   /* the decoder could not be made              */
+  ORBEL_OPEN_NO_RENDERER = -3,  /* no sound library or no sound device        */
+  ORBEL_OPEN_NOT_ADDED = -4,    /* the renderer could not enter the graph     */
   ORBEL_OPEN_NOT_CONNECTED = -5 /* the decoder refuses the format, or a buffer
                                   for this sampleSize can't be had           */
 };

@@ -11,12 +11,12 @@
 #include "orbel/player.h"
 
 static int failures;
-#define EXPECT(condition)                                              \
-  do {                                                                 \
-    if (!(condition)) {                                                \
-      printf("%s:%d: not so: %s\n", __FILE__, __LINE__, #condition);   \
-      ++failures;                                                      \
-    }                                                                  \
+#define EXPECT(condition)                                            \
+  do {                                                               \
+    if (!(condition)) {                                              \
+      printf("%s:%d: not so: %s\n", __FILE__, __LINE__, #condition); \
+      ++failures;                                                    \
+    }                                                                \
   } while (0)
 
 /* The host's own, which the library must leave alone. */

@@ -25,7 +25,7 @@ static HRESULT setLength(IMediaBuffer* self, uint32_t length) {
   return S_OK;
 }
 static HRESULT getMaxLength(IMediaBuffer* self, uint32_t* length) {
-  *length = sizeof ((Buffer*)(void*)self)->bytes;
+  *length = sizeof((Buffer*)(void*)self)->bytes;
   return S_OK;
 }
 static HRESULT getBytes(IMediaBuffer* self, uint8_t** bytes, uint32_t* length) {

@@ -36,8 +36,8 @@ struct ImaModel {
       int difference = step / 8;
       for (int bit = 0; bit < 3; ++bit)
         if ((code >> bit & 1) != 0) difference += step / (4 >> bit);
-      predictor = std::clamp(predictor + ((code & 8) != 0 ? -difference : difference), -32768,
-                             32767);
+      predictor =
+          std::clamp(predictor + ((code & 8) != 0 ? -difference : difference), -32768, 32767);
       index = std::clamp(index + (((code & 7) < 4) ? -1 : 2 * (code & 7) - 6), 0, 88);
       out.push_back(static_cast<int16_t>(predictor));
     }
@@ -157,9 +157,9 @@ TEST(AudioDecoder, SizesThatDoNotFitStayInBounds) {
       const uint32_t whole = std::max((c.n + 239) / 240 * 240, 240u);
       std::vector<uint8_t> padded = bytes;
       padded.resize(std::max<size_t>(whole, bytes.size()));
-      std::fill(padded.begin() + static_cast<ptrdiff_t>(
-                                     std::min<size_t>(c.inputBytes, padded.size())),
-                padded.end(), uint8_t{0});
+      std::fill(
+          padded.begin() + static_cast<ptrdiff_t>(std::min<size_t>(c.inputBytes, padded.size())),
+          padded.end(), uint8_t{0});
       padded.resize(whole);
       Reference<IMediaObject> model = OpenDecoder(c.tag, whole);
       std::vector<int16_t> expected = DecodeBlock(model.Get(), padded, 6 * whole);

@@ -139,10 +139,10 @@ TEST(MediaObject, OffersPcmSizedByTheFormat) {
   struct Case {
     uint32_t tag, n, size;
   };
-  for (const Case& c : {Case{495, 160, 320}, Case{496, 1, 2}, Case{751, 80, 320},
-                        Case{1007, 60, 320}, Case{1007, 61, 325}, Case{10005, 164, 640},
-                        Case{10005, 4, 0}, Case{10005, 3, 0}, Case{10005, 0, 0}, Case{495, 0, 0},
-                        Case{495, 0xFFFFFFFF, 0xFFFFFFFF}}) {
+  for (const Case& c :
+       {Case{495, 160, 320}, Case{496, 1, 2}, Case{751, 80, 320}, Case{1007, 60, 320},
+        Case{1007, 61, 325}, Case{10005, 164, 640}, Case{10005, 4, 0}, Case{10005, 3, 0},
+        Case{10005, 0, 0}, Case{495, 0, 0}, Case{495, 0xFFFFFFFF, 0xFFFFFFFF}}) {
     Reference<IMediaObject> object = MakeDecoder();
     EXPECT_EQ(SetInput(object.Get(), c.tag, c.n), S_OK);
     MediaType type;
@@ -150,7 +150,8 @@ TEST(MediaObject, OffersPcmSizedByTheFormat) {
     EXPECT_EQ(type->sampleSize, c.size) << c.tag << " " << c.n;
     EXPECT_EQ(type->subtype, MEDIASUBTYPE_PCM);
     EXPECT_EQ(type->fixedSizeSamples, 1);
-    const uint8_t expected[18] = {1, 0, 1, 0, 0x40, 0x1F, 0, 0, 0x80, 0x3E, 0, 0, 2, 0, 16, 0, 0, 0};
+    const uint8_t expected[18] = {1,    0, 1, 0, 0x40, 0x1F, 0, 0, 0x80,
+                                  0x3E, 0, 0, 2, 0,    16,   0, 0, 0};
     ASSERT_EQ(type->formatSize, 18u);
     EXPECT_EQ(std::memcmp(type->format, expected, 18), 0);
   }
@@ -259,8 +260,7 @@ TEST(MediaObject, TheModuleStaysWhileAnythingLives) {
   EXPECT_EQ(DllCanUnloadNow(), S_OK);
   void* object = &object;
   EXPECT_EQ(DllGetClassObject(CLSID_audiodecoder, IID_IClassFactory, nullptr), E_POINTER);
-  EXPECT_EQ(DllGetClassObject(IID_IUnknown, IID_IClassFactory, &object),
-            CLASS_E_CLASSNOTAVAILABLE);
+  EXPECT_EQ(DllGetClassObject(IID_IUnknown, IID_IClassFactory, &object), CLASS_E_CLASSNOTAVAILABLE);
   EXPECT_EQ(object, nullptr);
   EXPECT_EQ(DllGetClassObject(CLSID_audiodecoder, IID_IMediaObject, &object), E_NOINTERFACE);
   EXPECT_EQ(DllCanUnloadNow(), S_OK);
@@ -268,8 +268,7 @@ TEST(MediaObject, TheModuleStaysWhileAnythingLives) {
     Reference<IClassFactory> factory;
     DllGetClassObject(CLSID_audiodecoder, IID_IClassFactory, factory.ReceiveVoid());
     EXPECT_EQ(DllCanUnloadNow(), S_FALSE);
-    EXPECT_EQ(factory->CreateInstance(factory.Get(), IID_IUnknown, &object),
-              CLASS_E_NOAGGREGATION);
+    EXPECT_EQ(factory->CreateInstance(factory.Get(), IID_IUnknown, &object), CLASS_E_NOAGGREGATION);
     EXPECT_EQ(factory->CreateInstance(nullptr, IID_IUnknown, nullptr), E_POINTER);
     EXPECT_EQ(factory->CreateInstance(nullptr, IID_IMediaBuffer, &object), E_NOINTERFACE);
     factory->LockServer(1);

@@ -40,8 +40,7 @@ class AudioOutputTest : public testing::Test {
     setenv("ALSA_CONFIG_PATH", path.c_str(), 1);
   }
   HRESULT Create() {
-    return CoCreateInstance(CLSID_DSoundRender, nullptr, 3, IID_IBaseFilter,
-                            output.ReceiveVoid());
+    return CoCreateInstance(CLSID_DSoundRender, nullptr, 3, IID_IBaseFilter, output.ReceiveVoid());
   }
   AudioOutput* Renderer() { return static_cast<AudioOutput*>(output.Get()); }
 

@@ -288,17 +288,16 @@ TEST_F(GraphTest, ConnectionFailsCleanly) {
   builder->SetFiltergraph(graph.Get());
   EXPECT_EQ(builder->RenderStream(nullptr, &MEDIATYPE_Audio, nullptr, nullptr, renderer.Get()),
             E_POINTER);
-  EXPECT_EQ(builder->RenderStream(&IID_IPin, &MEDIATYPE_Audio, source.Get(), nullptr,
-                                  renderer.Get()),
-            E_INVALIDARG);
-  EXPECT_EQ(builder->RenderStream(nullptr, &IID_IPin, source.Get(), wrapper.Get(),
-                                  renderer.Get()),
+  EXPECT_EQ(
+      builder->RenderStream(&IID_IPin, &MEDIATYPE_Audio, source.Get(), nullptr, renderer.Get()),
+      E_INVALIDARG);
+  EXPECT_EQ(builder->RenderStream(nullptr, &IID_IPin, source.Get(), wrapper.Get(), renderer.Get()),
             VFW_E_CANNOT_CONNECT);  // no pin of that major type
 
   Reference<TestRenderer> refuses(new TestRenderer(S_FALSE));
-  EXPECT_EQ(builder->RenderStream(nullptr, &MEDIATYPE_Audio, source.Get(), wrapper.Get(),
-                                  refuses.Get()),
-            VFW_E_TYPE_NOT_ACCEPTED);
+  EXPECT_EQ(
+      builder->RenderStream(nullptr, &MEDIATYPE_Audio, source.Get(), wrapper.Get(), refuses.Get()),
+      VFW_E_TYPE_NOT_ACCEPTED);
   EXPECT_EQ(TestObject::last->types, 1);  // the input side is connected, the output not
   source->Pin().ConnectedTo()->Disconnect();
   EXPECT_EQ(source->Pin().Disconnect(), S_OK);
@@ -306,9 +305,9 @@ TEST_F(GraphTest, ConnectionFailsCleanly) {
   EXPECT_EQ(TestObject::last->types, 0);
 
   TestObject::last->outputSize = 0xFFFFFFF0u;  // more than any pool gives
-  EXPECT_EQ(builder->RenderStream(nullptr, &MEDIATYPE_Audio, source.Get(), wrapper.Get(),
-                                  renderer.Get()),
-            E_OUTOFMEMORY);
+  EXPECT_EQ(
+      builder->RenderStream(nullptr, &MEDIATYPE_Audio, source.Get(), wrapper.Get(), renderer.Get()),
+      E_OUTOFMEMORY);
   EXPECT_EQ(TestObject::last->types, 1);
   source->Pin().ConnectedTo()->Disconnect();
   source->Pin().Disconnect();
@@ -316,9 +315,9 @@ TEST_F(GraphTest, ConnectionFailsCleanly) {
   Reference<IBaseFilter> unready;
   CoCreateInstance(CLSID_DMOWrapperFilter, nullptr, 3, IID_IBaseFilter, unready.ReceiveVoid());
   EXPECT_EQ(unready->GetPinCount(), 0);
-  EXPECT_EQ(builder->RenderStream(nullptr, &MEDIATYPE_Audio, source.Get(), unready.Get(),
-                                  renderer.Get()),
-            VFW_E_CANNOT_CONNECT);
+  EXPECT_EQ(
+      builder->RenderStream(nullptr, &MEDIATYPE_Audio, source.Get(), unready.Get(), renderer.Get()),
+      VFW_E_CANNOT_CONNECT);
 }
 
 TEST_F(GraphTest, TheGraphKnowsItsFilters) {

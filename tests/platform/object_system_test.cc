@@ -27,20 +27,20 @@ TEST(ObjectSystem, InitialisationIsCountedPerThread) {
     EXPECT_EQ(CoInitializeEx(nullptr, ORBEL_COINIT_APARTMENTTHREADED), RPC_E_CHANGED_MODE);
     CoUninitialize();
     Reference<IGraphBuilder> graph;
-    EXPECT_EQ(CoCreateInstance(CLSID_FilterGraph, nullptr, 1, IID_IGraphBuilder,
-                               graph.ReceiveVoid()),
-              S_OK);
+    EXPECT_EQ(
+        CoCreateInstance(CLSID_FilterGraph, nullptr, 1, IID_IGraphBuilder, graph.ReceiveVoid()),
+        S_OK);
     std::thread([] {
       Reference<IGraphBuilder> other;
-      EXPECT_EQ(CoCreateInstance(CLSID_FilterGraph, nullptr, 1, IID_IGraphBuilder,
-                                 other.ReceiveVoid()),
-                CO_E_NOTINITIALIZED);
+      EXPECT_EQ(
+          CoCreateInstance(CLSID_FilterGraph, nullptr, 1, IID_IGraphBuilder, other.ReceiveVoid()),
+          CO_E_NOTINITIALIZED);
     }).join();
     CoUninitialize();
     Reference<IGraphBuilder> late;
-    EXPECT_EQ(CoCreateInstance(CLSID_FilterGraph, nullptr, 1, IID_IGraphBuilder,
-                               late.ReceiveVoid()),
-              CO_E_NOTINITIALIZED);
+    EXPECT_EQ(
+        CoCreateInstance(CLSID_FilterGraph, nullptr, 1, IID_IGraphBuilder, late.ReceiveVoid()),
+        CO_E_NOTINITIALIZED);
     EXPECT_EQ(CoInitializeEx(nullptr, ORBEL_COINIT_APARTMENTTHREADED), S_OK);
     CoUninitialize();
   }).join();
@@ -49,17 +49,15 @@ TEST(ObjectSystem, InitialisationIsCountedPerThread) {
 TEST(ObjectSystem, CreationNamesWhatIsWrong) {
   CoInitializeEx(nullptr, 0);
   void* object = &object;
-  EXPECT_EQ(CoCreateInstance(CLSID_FilterGraph, nullptr, 1, IID_IGraphBuilder, nullptr),
-            E_POINTER);
+  EXPECT_EQ(CoCreateInstance(CLSID_FilterGraph, nullptr, 1, IID_IGraphBuilder, nullptr), E_POINTER);
   EXPECT_EQ(CoCreateInstance(IID_IPin, nullptr, 1, IID_IUnknown, &object), REGDB_E_CLASSNOTREG);
   EXPECT_EQ(CoCreateInstance(CLSID_FilterGraph, nullptr, 2, IID_IUnknown, &object),
             REGDB_E_CLASSNOTREG);
   EXPECT_EQ(CoCreateInstance(CLSID_FilterGraph, nullptr, 1, IID_IPin, &object), E_NOINTERFACE);
   EXPECT_EQ(object, nullptr);
   Reference<IGraphBuilder> graph;
-  ASSERT_EQ(
-      CoCreateInstance(CLSID_FilterGraph, nullptr, 3, IID_IGraphBuilder, graph.ReceiveVoid()),
-      S_OK);
+  ASSERT_EQ(CoCreateInstance(CLSID_FilterGraph, nullptr, 3, IID_IGraphBuilder, graph.ReceiveVoid()),
+            S_OK);
   EXPECT_EQ(CoCreateInstance(CLSID_FilterGraph, graph.Get(), 1, IID_IUnknown, &object),
             CLASS_E_NOAGGREGATION);
   // One identity behind every interface, and the count that AddRef tells.

@@ -79,10 +79,10 @@ TEST_F(PlayerTest, SizesAreJudgedInOrder) {
     bool pcm;
   };
   const Case cases[] = {
-      {495, 320, 320, 0, true},   {495, 320, 321, -3, false}, {495, 320, 0, -3, false},
-      {495, 320, -1, -3, false},  {495, 0, 100, -1, false},   {495, 0, 9000, -3, false},
-      {495, 0, 0, 0, false},      {495, 0, 8191, -1, false},  {10005, 164, 164, 0, true},
-      {10005, 3, 3, 0, false},    {751, 80, 80, 0, true},     {1007, 60, 60, 0, true},
+      {495, 320, 320, 0, true},       {495, 320, 321, -3, false}, {495, 320, 0, -3, false},
+      {495, 320, -1, -3, false},      {495, 0, 100, -1, false},   {495, 0, 9000, -3, false},
+      {495, 0, 0, 0, false},          {495, 0, 8191, -1, false},  {10005, 164, 164, 0, true},
+      {10005, 3, 3, 0, false},        {751, 80, 80, 0, true},     {1007, 60, 60, 0, true},
       {496, 320, INT_MIN, -3, false},
   };
   for (const Case& c : cases) {
@@ -228,10 +228,10 @@ TEST_F(PlayerTest, VolumeIsMappedInWrappingArithmetic) {
   struct Case {
     int32_t volume, level;
   };
-  for (const Case& c : {Case{0, -10000}, Case{32768, -5000}, Case{65535, 0}, Case{1, -10000},
-                        Case{7, -9999}, Case{65536, 0}, Case{100000, 0}, Case{-65535, -20000},
-                        Case{-1, -10000}, Case{214748, 0}, Case{214749, -42768},
-                        Case{INT_MIN, -10000}}) {
+  for (const Case& c :
+       {Case{0, -10000}, Case{32768, -5000}, Case{65535, 0}, Case{1, -10000}, Case{7, -9999},
+        Case{65536, 0}, Case{100000, 0}, Case{-65535, -20000}, Case{-1, -10000}, Case{214748, 0},
+        Case{214749, -42768}, Case{INT_MIN, -10000}}) {
     EXPECT_EQ(PlayerSetVolume(player, c.volume), 42);
     EXPECT_EQ(audio.level, c.level) << c.volume;
   }

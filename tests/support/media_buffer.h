@@ -16,8 +16,7 @@ class HostBuffer final : public IMediaBuffer {
     if (!bytes.empty()) std::memcpy(data_.get(), bytes.data(), bytes.size());
     length_ = room_;
   }
-  explicit HostBuffer(uint32_t room)
-      : data_(std::make_unique<uint8_t[]>(room)), room_(room) {}
+  explicit HostBuffer(uint32_t room) : data_(std::make_unique<uint8_t[]>(room)), room_(room) {}
   virtual ~HostBuffer() = default;
 
   HRESULT QueryInterface(const GUID& iid, void** object) noexcept override {

@@ -1,0 +1,115 @@
+// Every primitive at every processor level, then what the vector form of G.711
+// compression gains over a plain loop.
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "dsp/dispatch.h"
+#include "dsp/primitive_cases.h"
+#include "dsp/primitives.h"
+#include "g711_scalar.h"
+
+namespace {
+
+using namespace orbel;
+
+constexpr const char* kLevelNames[kDspLevels] = {"sse2", "sse3", "ssse3", "sse41", "avx"};
+
+void RunCase(benchmark::State& state, const PrimitiveCase& run, int level, int32_t length) {
+  const auto buffers = std::make_unique<CaseBuffers>();
+  buffers->Fill(1, false);
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(run.run(level, *buffers, 0, length));
+    benchmark::ClobberMemory();
+  }
+  state.SetItemsProcessed(state.iterations() * length);
+}
+
+void RegisterCases() {
+  for (const PrimitiveCase& run : kPrimitiveCases) {
+    for (int level = 0; level < kDspLevels; ++level) {
+      if (level == kDspLevelAvx && !dspTestFeatures(kDspAvxEnabled)) continue;
+      for (int32_t length : {80, kCaseLength}) {
+        std::string name = std::string(run.primitive) + (*run.what != 0 ? " " : "") + run.what +
+                           "/" + kLevelNames[level] + "/" + std::to_string(length);
+        std::replace(name.begin(), name.end(), ' ', '_');
+        benchmark::RegisterBenchmark(name.c_str(), [run, level, length](benchmark::State& state) {
+          RunCase(state, run, level, length);
+        });
+      }
+    }
+  }
+}
+
+// G.726 as the codec calls it: eight samples a call.
+void DecodeBlocks(benchmark::State& state) {
+  const auto buffers = std::make_unique<CaseBuffers>();
+  buffers->Fill(1, false);
+  const int32_t mode = static_cast<int32_t>(state.range(0));
+  dspDecoderInitG726(&buffers->decoder, mode, kG726Linear);
+  int at = 0;
+  for (auto _ : state) {
+    dspDecodeG726_8u16s(&buffers->decoder, buffers->codes + at, buffers->out, 8);
+    at = (at + 8) % kCaseLength;
+  }
+  state.SetItemsProcessed(state.iterations() * 8);
+}
+BENCHMARK(DecodeBlocks)->Arg(kG726Mode16k)->Arg(kG726Mode24k)->Arg(kG726Mode32k)->Arg(kG726Mode40k);
+
+// Nanoseconds a sample, the best of many runs over the same block.
+template <typename Compress>
+double Nanoseconds(Compress compress, const std::vector<int16_t>& samples,
+                   std::vector<uint8_t>& codes) {
+  using Clock = std::chrono::steady_clock;
+  constexpr int kPasses = 20;
+  double best = 1e9;
+  for (int run = 0; run < 200; ++run) {
+    const auto start = Clock::now();
+    for (int pass = 0; pass < kPasses; ++pass) {
+      compress(samples.data(), codes.data(), static_cast<int32_t>(samples.size()));
+      benchmark::ClobberMemory();
+    }
+    const std::chrono::duration<double, std::nano> took = Clock::now() - start;
+    best = std::min(best, took.count() / kPasses / static_cast<double>(samples.size()));
+  }
+  return best;
+}
+
+template <typename Plain>
+void PrintRatio(const char* law, Plain plain,
+                int32_t (*vector)(const int16_t*, uint8_t*, int32_t)) {
+  const auto buffers = std::make_unique<CaseBuffers>();
+  std::vector<int16_t> samples;
+  for (uint32_t seed = 0; seed < 4; ++seed) {
+    buffers->Fill(seed, false);
+    samples.insert(samples.end(), buffers->first, buffers->first + kCaseLength);
+  }
+  // Levels spread over all segments, as speech has them.
+  for (size_t i = 0; i < samples.size(); ++i) {
+    samples[i] = static_cast<int16_t>(samples[i] >> (i * 7 % 9));
+  }
+  std::vector<uint8_t> codes(samples.size());
+  std::vector<uint8_t> plainCodes(samples.size());
+  const double fast = Nanoseconds(vector, samples, codes);
+  const double slow = Nanoseconds(plain, samples, plainCodes);
+  std::printf("G.711 %s compression, level 3: %.3f ns a sample; plain loop: %.3f ns; ratio %.1f%s\n",
+              law, fast, slow, slow / fast, codes == plainCodes ? "" : " (CODES DIFFER)");
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  RegisterCases();
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+  benchmark::RunSpecifiedBenchmarks();
+  PrintRatio("A-law", ScalarLinToALaw, dspLinToALaw_16s8uRow[kDspLevelSse41]);
+  PrintRatio("mu-law", ScalarLinToMuLaw, dspLinToMuLaw_16s8uRow[kDspLevelSse41]);
+  return 0;
+}

@@ -1,0 +1,13 @@
+// The commands. Each throws Failure, UsageFailure, ReaderGone or Interrupted
+// when it can't do its work.
+#pragma once
+
+#include "tools/options.h"
+
+namespace orbel::tool {
+
+void RunDecode(const Options& options);
+void RunPlay(const Options& options);
+void RunInfo(const Options& options);
+
+}  // namespace orbel::tool

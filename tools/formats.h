@@ -1,0 +1,36 @@
+// The telephony formats as the tool knows them: how each is spelled, how many
+// samples bytes hold, what its silence is.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+
+namespace orbel::tool {
+
+struct Format {
+  const char* key;    // as --format spells it
+  const char* title;  // as people call it
+  int32_t formatId;   // as PlayerOpen wants it
+  uint32_t bitsPerSample;
+  int32_t grain;           // sample sizes are multiples of this many bytes
+  uint8_t silence;         // what padding is made of
+  int32_t decodeBytes;     // size of one sample when decoding; 0: must be given
+  int32_t playBytes;       // when playing: 20 ms
+  uint32_t blockOverhead;  // header bytes at the start of every sample
+  int wavTag;              // in WAV files, or -1
+};
+
+inline constexpr uint32_t kTelephonyRate = 8000;
+
+std::span<const Format> AllFormats();
+const Format* FindFormat(const std::string& key);
+const Format* FindFormatOfWavTag(int tag);
+// "mulaw, alaw, ..."
+std::string FormatKeys();
+
+// Whole PCM samples in the `bytes` first bytes of a stream that is cut into
+// samples of sampleBytes.
+uint64_t SamplesIn(const Format& format, int32_t sampleBytes, uint64_t bytes);
+
+}  // namespace orbel::tool

@@ -1,0 +1,99 @@
+// The texts of --help.
+#include "tools/options.h"
+
+namespace orbel::tool {
+namespace {
+
+constexpr const char* kTool = R"(orbel: decodes and plays the audio that network cameras send.
+
+  orbel decode lobby.wav -o lobby-pcm.wav      a recording to a WAV file of PCM
+  orbel play lobby.wav                         through the default sound device
+  orbel info lobby.wav                         what it is, how long, how loud
+
+  orbel decode cam.g726 --format g726-32 -o cam.wav
+  orbel decode cam.ima --format ima --sample-bytes 256 -o - | aplay
+
+Commands:
+  decode IN -o OUT     writes 16-bit PCM
+  play IN              plays it
+  info IN...           prints facts
+  COMMAND --help       examples and options of one command
+  --version
+
+IN is a WAV file that carries mu-law or A-law, or raw coded bytes with
+--format mulaw, alaw, g726-32, g726-24 or ima. - is standard input.
+
+Exit codes: 0 done, 1 failed, 2 wrong usage. A failure is one line on standard
+error, with the file's name and, where there is one, the byte.
+)";
+
+#define ORBEL_INPUT_HELP                                                                \
+  "  --format FORMAT     what raw coded bytes are; a WAV file tells it itself:\n"       \
+  "                        mulaw    G.711 mu-law, 64 kbit/s\n"                          \
+  "                        alaw     G.711 A-law, 64 kbit/s\n"                           \
+  "                        g726-32  G.726 at 32 kbit/s, first sample in the low bits\n" \
+  "                        g726-24  G.726 at 24 kbit/s, first sample in the low bits\n" \
+  "                        ima      IMA ADPCM in blocks with a 4-byte header\n"         \
+  "  --sample-bytes N    bytes handed to the decoder at a time. For ima the size of\n"  \
+  "                      the stream's blocks, which must be given; for the others\n"    \
+  "                      any (g726-32: a multiple of 4, g726-24: of 3)\n"
+
+constexpr const char* kDecode =
+    "orbel decode IN -o OUT: decodes to 16-bit PCM.\n"
+    "\n"
+    "  orbel decode lobby.wav -o lobby-pcm.wav\n"
+    "  orbel decode cam.ul --format mulaw -o cam.wav\n"
+    "  orbel decode cam.ima --format ima --sample-bytes 256 -o cam.wav\n"
+    "  orbel decode cam.g726 --format g726-24 -o cam.pcm        no header\n"
+    "  nc camera 5000 | orbel decode - --format alaw -o - | aplay\n"
+    "\n"
+    "Options:\n"
+    "  -o, --output OUT    a WAV file; one ending in .pcm or .raw gets no header; -\n"
+    "                      is standard output. What is there is replaced; after a\n"
+    "                      failure there is no file\n"
+    "  --raw               no header, whatever the name\n"
+    "  --json              prints what was done and how fast\n" ORBEL_INPUT_HELP
+    "\n"
+    "Exactly the coded samples come out, also of a last part block. A WAV header on\n"
+    "a pipe holds the sizes if the input's size is known, otherwise 0xFFFFFFFF. When\n"
+    "the pipe's reader stops early, that is no failure.\n";
+
+constexpr const char* kPlay =
+    "orbel play IN: plays through the system's default sound device.\n"
+    "\n"
+    "  orbel play lobby.wav\n"
+    "  orbel play gate.al --format alaw --volume 40000\n"
+    "  nc camera 5000 | orbel play - --format g726-32\n"
+    "\n"
+    "Options:\n"
+    "  --volume N          0 (silent) to 65535 (unchanged), linear in decibels:\n"
+    "                      32768 is -50 dB\n" ORBEL_INPUT_HELP;
+
+constexpr const char* kInfo =
+    "orbel info IN...: tells format, length, rate and level.\n"
+    "\n"
+    "  orbel info lobby.wav gate.wav\n"
+    "  orbel info --json cam.g726 --format g726-32 | jq .seconds\n"
+    "\n"
+    "Options:\n"
+    "  --json              one JSON object a line and input\n" ORBEL_INPUT_HELP
+    "\n"
+    "Peak and RMS are those of the decoded PCM; 0 dBFS is a sample of 32768.\n";
+
+}  // namespace
+
+const char* HelpText(Command command) {
+  switch (command) {
+    case Command::kDecode:
+      return kDecode;
+    case Command::kPlay:
+      return kPlay;
+    case Command::kInfo:
+      return kInfo;
+    case Command::kNone:
+      break;
+  }
+  return kTool;
+}
+
+}  // namespace orbel::tool

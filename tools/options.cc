@@ -1,0 +1,216 @@
+#include "tools/options.h"
+
+#include <algorithm>
+#include <charconv>
+#include <iterator>
+#include <span>
+#include <string_view>
+
+#include "tools/failure.h"
+
+namespace orbel::tool {
+namespace {
+
+struct CommandRow {
+  std::string_view name;
+  Command command;
+};
+constexpr CommandRow kCommands[] = {
+    {"decode", Command::kDecode}, {"play", Command::kPlay}, {"info", Command::kInfo}};
+
+constexpr unsigned Bit(Command command) { return 1u << static_cast<unsigned>(command); }
+constexpr unsigned kEach = Bit(Command::kDecode) | Bit(Command::kPlay) | Bit(Command::kInfo);
+
+enum class Name { kOutput, kFormat, kSampleBytes, kVolume, kRaw, kJson, kHelp };
+
+struct OptionRow {
+  std::string_view name;
+  Name which;
+  const char* value;  // what it takes, or null
+  unsigned commands;
+};
+constexpr OptionRow kOptions[] = {
+    {"--output", Name::kOutput, "a file name", Bit(Command::kDecode)},
+    {"-o", Name::kOutput, "a file name", Bit(Command::kDecode)},
+    {"--format", Name::kFormat, "a format", kEach},
+    {"--sample-bytes", Name::kSampleBytes, "a number", kEach},
+    {"--volume", Name::kVolume, "a number from 0 to 65535", Bit(Command::kPlay)},
+    {"--raw", Name::kRaw, nullptr, Bit(Command::kDecode)},
+    {"--json", Name::kJson, nullptr, Bit(Command::kDecode) | Bit(Command::kInfo)},
+    {"--help", Name::kHelp, nullptr, kEach},
+    {"-h", Name::kHelp, nullptr, kEach},
+};
+
+constexpr int32_t kMostSampleBytes = 1 << 23;
+
+std::string Quoted(std::string_view text) { return "'" + std::string(text) + "'"; }
+
+// Single insertions, removals and exchanges that turn one word into the other.
+size_t Distance(std::string_view from, std::string_view to) {
+  std::vector<size_t> row(to.size() + 1);
+  for (size_t j = 0; j <= to.size(); ++j) row[j] = j;
+  for (size_t i = 1; i <= from.size(); ++i) {
+    size_t diagonal = row[0];
+    row[0] = i;
+    for (size_t j = 1; j <= to.size(); ++j) {
+      const size_t exchanged = diagonal + (from[i - 1] == to[j - 1] ? 0 : 1);
+      diagonal = row[j];
+      row[j] = std::min({row[j] + 1, row[j - 1] + 1, exchanged});
+    }
+  }
+  return row.back();
+}
+
+// ", did you mean 'x'?" where one of the words is near, else nothing.
+template <class Rows, class NameOf>
+std::string Hint(std::string_view word, const Rows& rows, NameOf nameOf) {
+  std::string_view best;
+  size_t least = 3;
+  for (const auto& row : rows) {
+    const size_t distance = Distance(word, nameOf(row));
+    if (distance < least && distance < word.size()) {
+      least = distance;
+      best = nameOf(row);
+    }
+  }
+  return best.empty() ? "" : "; did you mean " + Quoted(best) + "?";
+}
+
+std::string_view NameOf(Command command) {
+  for (const CommandRow& row : kCommands)
+    if (row.command == command) return row.name;
+  return "";
+}
+
+int32_t Number(std::string_view option, std::string_view text, int32_t least, int32_t most) {
+  int32_t value = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (error != std::errc() || end != text.data() + text.size() || value < least || value > most)
+    throw UsageFailure(std::string(option) + " takes a number from " + std::to_string(least) +
+                       " to " + std::to_string(most) + ", not " + Quoted(text));
+  return value;
+}
+
+void Apply(const OptionRow& row, std::string_view value, Options* options) {
+  switch (row.which) {
+    case Name::kOutput:
+      if (value.empty()) throw UsageFailure(std::string(row.name) + " needs a file name");
+      options->output = value;
+      break;
+    case Name::kFormat:
+      options->format = FindFormat(std::string(value));
+      if (options->format == nullptr)
+        throw UsageFailure(
+            "unknown format " + Quoted(value) +
+            Hint(value, AllFormats(), [](const Format& f) { return std::string_view(f.key); }) +
+            " (there are: " + FormatKeys() + ")");
+      break;
+    case Name::kSampleBytes:
+      options->sampleBytes = Number(row.name, value, 1, kMostSampleBytes);
+      break;
+    case Name::kVolume:
+      options->volume = Number(row.name, value, 0, 65535);
+      break;
+    case Name::kRaw:
+      options->raw = true;
+      break;
+    case Name::kJson:
+      options->json = true;
+      break;
+    case Name::kHelp:
+      options->help = true;
+      break;
+  }
+}
+
+const OptionRow& FindOption(std::string_view word, Command command) {
+  const auto* row = std::find_if(std::begin(kOptions), std::end(kOptions),
+                                 [&](const OptionRow& o) { return o.name == word; });
+  const std::string see = " (see: orbel " + std::string(NameOf(command)) + " --help)";
+  if (row == std::end(kOptions)) {
+    const auto name = [](const OptionRow& o) { return o.name; };
+    throw UsageFailure("unknown option " + Quoted(word) + Hint(word, kOptions, name) + see);
+  }
+  if ((row->commands & Bit(command)) == 0)
+    throw UsageFailure(std::string(NameOf(command)) + " has no option " + Quoted(word) + see);
+  return *row;
+}
+
+// What only the whole line can tell.
+void Check(const Options& options) {
+  const std::string command(NameOf(options.command));
+  if (options.inputs.empty())
+    throw UsageFailure(command + " needs an input file (see: orbel " + command + " --help)");
+  if (options.command != Command::kInfo && options.inputs.size() > 1)
+    throw UsageFailure(command + " takes one input, and then there is " +
+                       Quoted(options.inputs[1]));
+  if (options.command == Command::kDecode && options.output.empty())
+    throw UsageFailure("decode needs an output: -o FILE.wav, or -o - for a pipe");
+  if (options.format == nullptr || (options.format->blockOverhead == 0 && !options.sampleBytes))
+    return;
+  const Format& format = *options.format;
+  if (!options.sampleBytes)
+    throw UsageFailure(std::string("format ") + format.key +
+                       " needs --sample-bytes, the size of the stream's blocks");
+  const auto least = static_cast<int32_t>(format.blockOverhead) + 1;
+  if (*options.sampleBytes < least || *options.sampleBytes % format.grain != 0)
+    throw UsageFailure(std::string("--sample-bytes of format ") + format.key + " must be " +
+                       (format.grain > 1 ? "a multiple of " + std::to_string(format.grain)
+                                         : std::to_string(least) + " or more") +
+                       ", not " + std::to_string(*options.sampleBytes));
+}
+
+}  // namespace
+
+Options ParseOptions(int count, const char* const* words) {
+  Options options;
+  if (count < 2) throw UsageFailure("what shall be done? Try: orbel --help");
+  const std::string_view first = words[1];
+  if (first == "--version") {
+    options.version = true;
+    return options;
+  }
+  if (first == "--help" || first == "-h") {
+    options.help = true;
+    return options;
+  }
+  const auto* command = std::find_if(std::begin(kCommands), std::end(kCommands),
+                                     [&](const CommandRow& row) { return row.name == first; });
+  if (command == std::end(kCommands)) {
+    const auto name = [](const CommandRow& row) { return row.name; };
+    throw UsageFailure((first.starts_with("-") ? "unknown option " : "unknown command ") +
+                       Quoted(first) + Hint(first, kCommands, name) + " (see: orbel --help)");
+  }
+  options.command = command->command;
+
+  bool onlyInputs = false;
+  for (int i = 2; i < count; ++i) {
+    std::string_view word = words[i];
+    if (onlyInputs || word == "-" || !word.starts_with("-")) {
+      options.inputs.emplace_back(word);
+      continue;
+    }
+    if (word == "--") {
+      onlyInputs = true;
+      continue;
+    }
+    std::string_view value;
+    const size_t equals = word.starts_with("--") ? word.find('=') : std::string_view::npos;
+    const bool attached = equals != std::string_view::npos;
+    if (attached) {
+      value = word.substr(equals + 1);
+      word = word.substr(0, equals);
+    }
+    const OptionRow& row = FindOption(word, options.command);
+    if (row.value == nullptr && attached) throw UsageFailure(std::string(word) + " takes no value");
+    if (row.value != nullptr && !attached) {
+      if (++i == count) throw UsageFailure(std::string(word) + " needs " + row.value);
+      value = words[i];
+    }
+    Apply(row, value, &options);
+  }
+  if (!options.help) Check(options);
+  return options;
+}
+
+}  // namespace orbel::tool

@@ -1,0 +1,34 @@
+// The command line, checked.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tools/formats.h"
+
+namespace orbel::tool {
+
+enum class Command { kNone, kDecode, kPlay, kInfo };
+
+struct Options {
+  Command command = Command::kNone;
+  bool help = false;  // of the command, or of the tool with kNone
+  bool version = false;
+  std::vector<std::string> inputs;  // one; for info one or more
+  std::string output;               // decode: never empty
+  const Format* format = nullptr;   // null: told by content
+  std::optional<int32_t> sampleBytes;
+  std::optional<int32_t> volume;  // 0 to 65535
+  bool raw = false;               // no WAV header
+  bool json = false;
+};
+
+// Throws UsageFailure.
+Options ParseOptions(int count, const char* const* words);
+
+// help.cc: the text that --help prints.
+const char* HelpText(Command command);
+
+}  // namespace orbel::tool

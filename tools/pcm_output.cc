@@ -1,0 +1,116 @@
+#include "tools/pcm_output.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "tools/coded_input.h"
+#include "tools/failure.h"
+#include "tools/wav.h"
+
+namespace orbel::tool {
+namespace {
+
+Failure TooLong(const std::string& name, uint64_t bytes) {
+  return FailureIn(
+      name, std::to_string(bytes) + " bytes of PCM, more than a WAV file holds (4 GB); use --raw");
+}
+
+}  // namespace
+
+PcmOutput::PcmOutput(const std::string& name, bool header, const CodedInput& input,
+                     std::optional<uint64_t> pcmBytes)
+    : name_(name == "-" ? "standard output" : name),
+      descriptor_(STDOUT_FILENO),
+      header_(header),
+      rate_(input.Form().rate),
+      channels_(input.Form().channels),
+      promised_(pcmBytes) {
+  if (name != "-") {
+    // Emptied only after it is known not to be the input.
+    descriptor_ = open(name.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
+    if (descriptor_ < 0) throw SystemFailure(name_, errno);
+  }
+  struct stat status = {};
+  isFile_ = fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode);
+  try {
+    if (input.IsSameFile(descriptor_)) throw FailureIn(name_, "is the input itself");
+    if (header_ && isFile_ && pcmBytes && *pcmBytes > kMostWavBytes)
+      throw TooLong(name_, *pcmBytes);
+    if (name == "-") {
+      if (isatty(descriptor_) != 0)
+        throw FailureIn(name_, "is a terminal; PCM goes to a file or pipe");
+      // Where others write as well (>>), the header is not ours to go back to.
+      isFile_ = isFile_ && lseek(descriptor_, 0, SEEK_CUR) == 0 &&
+                (fcntl(descriptor_, F_GETFL) & O_APPEND) == 0;
+    } else {
+      removable_ = isFile_;
+      if (isFile_ && ftruncate(descriptor_, 0) != 0) throw SystemFailure(name_, errno);
+    }
+    if (header_) WriteHead(promised_);
+  } catch (...) {
+    Discard();
+    throw;
+  }
+}
+
+PcmOutput::~PcmOutput() { Discard(); }
+
+void PcmOutput::Discard() {
+  if (removable_) unlink(name_.c_str());
+  if (descriptor_ > STDERR_FILENO) close(descriptor_);
+  removable_ = false;
+  descriptor_ = -1;
+}
+
+void PcmOutput::WriteHead(std::optional<uint64_t> pcmBytes) {
+  const auto head = MakeWavHead(rate_, channels_, pcmBytes);
+  WriteBytes(head.data(), head.size());
+}
+
+void PcmOutput::Write(std::span<const int16_t> pcm) {
+  // A pipe's reader has been told "to the end", and may have any length.
+  if (header_ && isFile_ && written_ + pcm.size_bytes() > kMostWavBytes)
+    throw TooLong(name_, written_ + pcm.size_bytes());
+  WriteBytes(pcm.data(), pcm.size_bytes());
+  written_ += pcm.size_bytes();
+}
+
+void PcmOutput::WriteBytes(const void* bytes, size_t count) {
+  const auto* next = static_cast<const uint8_t*>(bytes);
+  while (count > 0) {
+    const ssize_t now = write(descriptor_, next, count);
+    if (now >= 0) {
+      next += now;
+      count -= static_cast<size_t>(now);
+    } else if (errno == EINTR) {
+      ThrowIfInterrupted();
+    } else if (errno == EPIPE) {
+      throw ReaderGone{};
+    } else {
+      throw FailureAt(name_, std::string("can't be written: ") + std::strerror(errno),
+                      written_ + (header_ ? kWavHeadBytes : 0));
+    }
+  }
+}
+
+void PcmOutput::Finish() {
+  if (header_ && isFile_ && promised_ != written_) {
+    if (lseek(descriptor_, 0, SEEK_SET) < 0) throw SystemFailure(name_, errno);
+    WriteHead(written_);
+    lseek(descriptor_, 0, SEEK_END);
+  }
+  const int descriptor = descriptor_;
+  descriptor_ = -1;
+  // Some file systems tell only here that the disk is full.
+  if (close(descriptor) != 0 && errno != EINTR) {
+    const int errorCode = errno;
+    throw SystemFailure(name_, errorCode);
+  }
+  removable_ = false;
+}
+
+}  // namespace orbel::tool

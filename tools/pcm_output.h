@@ -1,0 +1,48 @@
+// Where decoded PCM goes: a WAV file, a headerless file, or a pipe.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+
+namespace orbel::tool {
+
+class CodedInput;
+
+class PcmOutput {
+ public:
+  // Opens the output and, with `header`, writes a WAV header. "-" is standard
+  // output. pcmBytes: what will come, where it is known. An existing file is
+  // replaced, but never the input's own. Throws Failure.
+  PcmOutput(const std::string& name, bool header, const CodedInput& input,
+            std::optional<uint64_t> pcmBytes);
+  // Removes a file that Finish has not completed. Pipes and devices stay.
+  ~PcmOutput();
+  PcmOutput(const PcmOutput&) = delete;
+  PcmOutput& operator=(const PcmOutput&) = delete;
+
+  // Throws Failure; ReaderGone when a pipe's reader has closed it.
+  void Write(std::span<const int16_t> pcm);
+  // Puts the header right where the length was not known and the file can be
+  // written again, and closes. Throws Failure.
+  void Finish();
+
+ private:
+  void WriteBytes(const void* bytes, size_t count);
+  void Discard();
+  void WriteHead(std::optional<uint64_t> pcmBytes);
+
+  std::string name_;
+  int descriptor_;
+  bool header_;
+  bool isFile_ = false;     // regular: can be removed, and its header written again
+  bool removable_ = false;  // made by us and not yet complete
+  uint32_t rate_;
+  uint32_t channels_;
+  std::optional<uint64_t> promised_;  // PCM bytes that the header tells
+  uint64_t written_ = 0;              // PCM bytes
+};
+
+}  // namespace orbel::tool

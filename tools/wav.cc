@@ -1,0 +1,167 @@
+#include "tools/wav.h"
+
+#include <algorithm>
+#include <cstring>
+#include <string_view>
+
+#include "tools/failure.h"
+
+namespace orbel::tool {
+namespace {
+
+constexpr uint64_t kRiffHeadBytes = 12;
+constexpr size_t kChunkHeadBytes = 8;
+constexpr uint16_t kExtensibleTag = 0xFFFE;
+
+// What programs put where they do not know the size: all ones, or the largest
+// signed number, rounded down by some.
+bool IsStreamingSize(uint64_t size) {
+  return size == 0xFFFFFFFFu || (size >= 0x7FFFF000u && size <= 0x7FFFFFFFu);
+}
+
+uint32_t Little(const uint8_t* bytes, int count) {
+  uint32_t value = 0;
+  for (int i = count - 1; i >= 0; --i) value = value << 8 | bytes[i];
+  return value;
+}
+
+std::string_view IdAt(std::span<const uint8_t> bytes, size_t at) {
+  if (bytes.size() < at + 4) return {};
+  return {reinterpret_cast<const char*>(bytes.data()) + at, 4};
+}
+
+bool IsKnownId(std::string_view id) {
+  constexpr std::string_view kIds[] = {"fmt ", "data", "fact", "LIST", "bext", "JUNK", "junk",
+                                       "PAD ", "cue ", "smpl", "inst", "iXML", "PEAK", "id3 ",
+                                       "ID3 ", "DISP", "plst", "axml", "_PMX", "cart", "wavl"};
+  return std::find(std::begin(kIds), std::end(kIds), id) != std::end(kIds);
+}
+
+bool IsPrintable(std::string_view id) {
+  return id.size() == 4 &&
+         std::all_of(id.begin(), id.end(), [](char c) { return c >= ' ' && c <= '~'; });
+}
+
+// Steps over a chunk's content and its pad byte. Some writers leave the pad
+// byte out: then a known name stands in its place.
+void SkipContent(InputFile* file, uint64_t count, uint64_t size) {
+  file->Skip(count);
+  if (size % 2 == 0) return;
+  const auto next = file->Peek(5);
+  if (IsKnownId(IdAt(next, 0)) && !IsKnownId(IdAt(next, 1))) return;
+  file->Skip(1);
+}
+
+void ReadFormat(InputFile* file, uint64_t size, WavHead* head) {
+  uint8_t bytes[40] = {};
+  head->formatAt = file->Position();
+  const size_t got = file->Read(bytes, std::min<uint64_t>(size, sizeof bytes));
+  if (got < 12) throw FailureAt(file->Name(), "WAV format chunk is cut off", head->formatAt + got);
+  head->tag = static_cast<int>(Little(bytes, 2));
+  head->channels = Little(bytes + 2, 2);
+  head->rate = Little(bytes + 4, 4);
+  if (head->tag == kExtensibleTag && got >= 26) head->tag = static_cast<int>(Little(bytes + 24, 2));
+  SkipContent(file, size - got, size);
+}
+
+// How long the data are, given what the chunk says. The file stands at them.
+std::optional<uint64_t> DataLength(InputFile* file, uint64_t size, WavHead* head) {
+  const auto fileSize = file->Size();
+  const uint64_t position = file->Position();
+  if (size == 0) {
+    if (IsKnownId(IdAt(file->Peek(4), 0)) || file->Peek(1).empty()) return 0;
+    head->notes.push_back("WAV data chunk says 0 bytes, taking all that follow (byte " +
+                          std::to_string(position - 4) + ")");
+    return std::nullopt;
+  }
+  if (!fileSize) return IsStreamingSize(size) ? std::nullopt : std::optional(size);
+  const uint64_t there = *fileSize - std::min(position, *fileSize);
+  if (size <= there) return size;
+  if (!IsStreamingSize(size))
+    head->notes.push_back("WAV data chunk says " + std::to_string(size) + " bytes, " +
+                          std::to_string(there) + " are there (byte " +
+                          std::to_string(position - 4) + ")");
+  return std::nullopt;
+}
+
+}  // namespace
+
+bool LooksLikeWav(InputFile* file) {
+  const auto bytes = file->Peek(kRiffHeadBytes);
+  const std::string_view id = IdAt(bytes, 0);
+  return IdAt(bytes, 8) == "WAVE" && (id == "RIFF" || id == "RIFX" || id == "RF64" || id == "BW64");
+}
+
+WavHead ReadWavHead(InputFile* file) {
+  const std::string& name = file->Name();
+  const std::string kind(IdAt(file->Peek(4), 0));
+  if (kind != "RIFF") throw FailureAt(name, kind + " files are not read, only RIFF ones", 0);
+  file->Skip(kRiffHeadBytes);
+
+  WavHead head;
+  bool hasFormat = false;
+  std::optional<uint64_t> dataAt;
+  uint64_t dataSize = 0;
+  while (!hasFormat || !dataAt) {
+    const uint64_t at = file->Position();
+    uint8_t bytes[kChunkHeadBytes];
+    const size_t got = file->Read(bytes, sizeof bytes);
+    if (got < sizeof bytes)
+      throw FailureAt(name,
+                      dataAt      ? "WAV file without a format chunk"
+                      : hasFormat ? "WAV file without a data chunk"
+                                  : "WAV file without format and data chunks",
+                      at + got);
+    const std::string_view id = IdAt(bytes, 0);
+    if (!IsPrintable(id)) throw FailureAt(name, "no WAV chunk where one should start", at);
+    const uint64_t size = Little(bytes + 4, 4);
+    if (id == "fmt " && !hasFormat) {
+      ReadFormat(file, size, &head);
+      hasFormat = true;
+    } else if (id == "data" && !dataAt) {
+      dataAt = file->Position();
+      dataSize = size;
+      if (hasFormat) break;
+      if (!file->Size()) throw FailureAt(name, "WAV data in front of the format, in a pipe", at);
+      SkipContent(file, size, size);
+    } else {
+      SkipContent(file, size, size);
+    }
+  }
+  if (file->Position() != *dataAt) file->Seek(*dataAt);
+  head.dataLength = DataLength(file, dataSize, &head);
+  return head;
+}
+
+std::array<uint8_t, kWavHeadBytes> MakeWavHead(uint32_t rate, uint32_t channels,
+                                               std::optional<uint64_t> dataBytes) {
+  const bool known = dataBytes && *dataBytes <= kMostWavBytes;
+  const uint32_t dataSize = known ? static_cast<uint32_t>(*dataBytes) : 0xFFFFFFFFu;
+  const uint32_t riffSize = known ? dataSize + 36 : 0xFFFFFFFFu;
+  const uint32_t frameBytes = 2 * channels;
+  std::array<uint8_t, kWavHeadBytes> head = {};
+  size_t at = 0;
+  const auto put = [&](uint32_t value, int count) {
+    for (int i = 0; i < count; ++i) head[at++] = static_cast<uint8_t>(value >> (8 * i));
+  };
+  const auto name = [&](const char* id) {
+    std::memcpy(&head[at], id, 4);
+    at += 4;
+  };
+  name("RIFF");
+  put(riffSize, 4);
+  name("WAVE");
+  name("fmt ");
+  put(16, 4);
+  put(1, 2);
+  put(channels, 2);
+  put(rate, 4);
+  put(rate * frameBytes, 4);
+  put(frameBytes, 2);
+  put(16, 2);
+  name("data");
+  put(dataSize, 4);
+  return head;
+}
+
+}  // namespace orbel::tool
