@@ -98,8 +98,9 @@ void PrintRatio(const char* law, Plain plain,
   std::vector<uint8_t> plainCodes(samples.size());
   const double fast = Nanoseconds(vector, samples, codes);
   const double slow = Nanoseconds(plain, samples, plainCodes);
-  std::printf("G.711 %s compression, level 3: %.3f ns a sample; plain loop: %.3f ns; ratio %.1f%s\n",
-              law, fast, slow, slow / fast, codes == plainCodes ? "" : " (CODES DIFFER)");
+  std::printf(
+      "G.711 %s compression, level 3: %.3f ns a sample; plain loop: %.3f ns; ratio %.1f%s\n", law,
+      fast, slow, slow / fast, codes == plainCodes ? "" : " (CODES DIFFER)");
 }
 
 }  // namespace

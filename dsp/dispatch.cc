@@ -19,11 +19,11 @@ struct FeatureSource {
 };
 
 constexpr FeatureSource kFeatureSources[] = {
-    {kDspMmx, &DspCpuInfo::edx, 23},   {kDspSse, &DspCpuInfo::edx, 25},
-    {kDspSse2, &DspCpuInfo::edx, 26},  {kDspSse3, &DspCpuInfo::ecx, 0},
-    {kDspSsse3, &DspCpuInfo::ecx, 9},  {kDspMovbe, &DspCpuInfo::ecx, 22},
-    {kDspSse41, &DspCpuInfo::ecx, 19}, {kDspSse42, &DspCpuInfo::ecx, 20},
-    {kDspAvx, &DspCpuInfo::ecx, 28},   {kDspAes, &DspCpuInfo::ecx, 25},
+    {kDspMmx, &DspCpuInfo::edx, 23},      {kDspSse, &DspCpuInfo::edx, 25},
+    {kDspSse2, &DspCpuInfo::edx, 26},     {kDspSse3, &DspCpuInfo::ecx, 0},
+    {kDspSsse3, &DspCpuInfo::ecx, 9},     {kDspMovbe, &DspCpuInfo::ecx, 22},
+    {kDspSse41, &DspCpuInfo::ecx, 19},    {kDspSse42, &DspCpuInfo::ecx, 20},
+    {kDspAvx, &DspCpuInfo::ecx, 28},      {kDspAes, &DspCpuInfo::ecx, 25},
     {kDspPclmulqdq, &DspCpuInfo::ecx, 1},
 };
 

@@ -1,76 +1,60 @@
 // G.711: expansion by table, compression by arithmetic.
 
-// The code of a float has segment and mantissa of a G.711 code side by side: the
-// exponent, then the four bits below the top one. Both laws bring their samples
-// into a form of which those eight bits are the code but for a constant.
-[[gnu::always_inline]] static inline V8x16 ExponentAndMantissa(V8x16 v) {
-  // v is never negative, so a zero above it makes it 32 bits wide.
-  const V8x16 zero = {};
-  const V8x16 low = __builtin_shufflevector(v, zero, 0, 8, 1, 9, 2, 10, 3, 11);
-  const V8x16 high = __builtin_shufflevector(v, zero, 4, 12, 5, 13, 6, 14, 7, 15);
-  const V4xF lowFloat = __builtin_convertvector(reinterpret_cast<V4x32>(low), V4xF);
-  const V4xF highFloat = __builtin_convertvector(reinterpret_cast<V4x32>(high), V4xF);
-  const V4x32 lowBits = reinterpret_cast<V4x32>(lowFloat) >> 19;
-  const V4x32 highBits = reinterpret_cast<V4x32>(highFloat) >> 19;
-  // Even halves: the low 16 bits of each lane.
-  return __builtin_shufflevector(reinterpret_cast<V8x16>(lowBits),
-                                 reinterpret_cast<V8x16>(highBits), 0, 2, 4, 6, 8, 10, 12, 14);
+// Segment and mantissa of a G.711 code are the exponent of a float and the four bits
+// below its top one. Both laws bring their samples into a form of which those eight
+// bits are the code but for a constant.
+constexpr int kCodeMantissa = 4;
+constexpr int16_t kExponentBias = 127 << kCodeMantissa;
+
+// Eight codes without sign, and before the inversion of bits.
+[[gnu::always_inline]] static inline V8x16 ALawMagnitudes(V8x16 x) {
+  const V8x16 v = (x >> 3) ^ (x >> 15);
+  // Segments 0 and 1 have the same step, so that the code is v / 2 there, and less
+  // than v / 2 above. Segment 0, which no exponent has, is kept out of the float.
+  const V8x16 segments = FloatCodes<kCodeMantissa>(Greatest(v, V8x16{} + 32)) -
+                         static_cast<int16_t>(kExponentBias + (4 << kCodeMantissa));
+  return Least(v >> 1, segments);
 }
 
-// What the float 2^0 gives there.
-constexpr int16_t kExponentBias = 127 << 4;
-
-[[gnu::always_inline]] static inline V8x16 ALawCodes(V8x16 x) {
-  const V8x16 sign = x >> 15;
-  const V8x16 magnitude = (x >> 3) ^ sign;
-  // Segments 0 and 1 have the same step: segment 0 is moved up by one segment, and
-  // its code down again.
-  const V8x16 first = magnitude < 32;
-  const V8x16 segmentAndMantissa = ExponentAndMantissa(magnitude + (first & 32)) -
-                                   static_cast<int16_t>(kExponentBias + (4 << 4)) - (first & 16);
-  return segmentAndMantissa ^ 0x55 ^ (~sign & 0x80);
+[[gnu::always_inline]] static inline V8x16 MuLawMagnitudes(V8x16 x) {
+  const V8x16 v = Least(((x ^ (x >> 15)) >> 2) + 33, V8x16{} + 0x1FFF);
+  return FloatCodes<kCodeMantissa>(v) - static_cast<int16_t>(kExponentBias + (5 << kCodeMantissa));
 }
 
-[[gnu::always_inline]] static inline V8x16 MuLawCodes(V8x16 x) {
-  const V8x16 sign = x >> 15;
-  const V8x16 biased = ((x ^ sign) >> 2) + 33;
-  const V8x16 limited = biased < 0x1FFF ? biased : V8x16{} + 0x1FFF;
-  // 8 - segment and 15 - mantissa: the difference to the last code.
-  return static_cast<int16_t>(kExponentBias + (12 << 4) + 15) - ExponentAndMantissa(limited) +
-         (~sign & 0x80);
+typedef char V16x8 __attribute__((vector_size(16)));
+
+// Sixteen codes. `inversion` is what the law turns in the codes of positive samples.
+template <V8x16 (*kMagnitudes)(V8x16), int kInversion>
+[[gnu::always_inline]] static inline V16x8 Codes(V8x16 first, V8x16 second) {
+  const V16x8 magnitudes = __builtin_ia32_packuswb128(kMagnitudes(first), kMagnitudes(second));
+  const V16x8 signs = __builtin_ia32_packsswb128(first, second);
+  return magnitudes ^ static_cast<char>(kInversion) ^ (signs & static_cast<char>(0x80));
 }
 
-// Eight codes as bytes, first code lowest.
-[[gnu::always_inline]] static inline uint64_t PackCodes(V8x16 codes) {
-  typedef uint8_t V8x8 __attribute__((vector_size(8)));
-  const V8x8 bytes = __builtin_convertvector(codes, V8x8);
-  uint64_t word;
-  __builtin_memcpy(&word, &bytes, sizeof word);
-  return word;
-}
-
-template <V8x16 (*kCodes)(V8x16)>
+template <V8x16 (*kMagnitudes)(V8x16), int kInversion>
 static inline int32_t Compress(const int16_t* src, uint8_t* dst, int32_t length) {
   if (src == nullptr || dst == nullptr) return kDspNullPointer;
   if (length < 1) return kDspBadLength;
   int32_t i = 0;
-  for (; i + 8 <= length; i += 8) Store(dst + i, PackCodes(kCodes(Load<V8x16>(src + i))));
+  for (; i + 16 <= length; i += 16) {
+    Store(dst + i, Codes<kMagnitudes, kInversion>(Load<V8x16>(src + i), Load<V8x16>(src + i + 8)));
+  }
   if (i < length) {
     const unsigned long rest = static_cast<unsigned long>(length - i);
-    V8x16 samples = {};
-    __builtin_memcpy(&samples, src + i, rest * sizeof *src);
-    const uint64_t codes = PackCodes(kCodes(samples));
+    V8x16 samples[2] = {};
+    __builtin_memcpy(samples, src + i, rest * sizeof *src);
+    const V16x8 codes = Codes<kMagnitudes, kInversion>(samples[0], samples[1]);
     __builtin_memcpy(dst + i, &codes, rest);
   }
   return kDspOk;
 }
 
 int32_t dspLinToALaw_16s8u(const int16_t* src, uint8_t* dst, int32_t length) {
-  return Compress<ALawCodes>(src, dst, length);
+  return Compress<ALawMagnitudes, 0xD5>(src, dst, length);
 }
 
 int32_t dspLinToMuLaw_16s8u(const int16_t* src, uint8_t* dst, int32_t length) {
-  return Compress<MuLawCodes>(src, dst, length);
+  return Compress<MuLawMagnitudes, 0xFF>(src, dst, length);
 }
 
 static inline uint64_t FourSamples(const int16_t* table, uint32_t codes) {

@@ -1,59 +1,33 @@
 // G.726 adaptive differential coding. Functions carry the names of the
 // recommendation's blocks; numbers are signed integers in place of its bit fields.
-//
-// The chain from one sample to the next is what limits the speed. The six products
-// of the zero predictor (B, DQ) stand side by side in vector lanes; they do not
-// depend on the sample before last's reconstruction and are done while the two
-// products of the pole predictor (A, SR), which do, go through plain registers.
 
 namespace g726 {
 
 // A state's values while samples are run, in registers as far as they go.
 struct Memory {
-  V4x32 b[2];
-  V4xF dq[2];
-  int32_t a1, a2;
-  int32_t srSign[2], srExponent[2], srMantissa[2];
-  int32_t pk1, pk2;
-  int32_t yu, yl, dms, dml, ap, td;
+  V8x16 coefficients, delayed;
+  int32_t a1, a2;  // as in the last lanes of `coefficients`
+  int32_t pk1, pk2, yu, yl, dms, dml, ap, td;
 };
 
 [[gnu::always_inline]] static inline Memory LoadMemory(const G726Adaptation& from) {
-  Memory m;
-  m.b[0] = Load<V4x32>(from.b);
-  m.b[1] = Load<V4x32>(from.b + 4);
-  m.dq[0] = Load<V4xF>(from.dq);
-  m.dq[1] = Load<V4xF>(from.dq + 4);
-  m.a1 = from.a1;
-  m.a2 = from.a2;
-  for (int i = 0; i < 2; ++i) {
-    m.srSign[i] = from.srSign[i];
-    m.srExponent[i] = from.srExponent[i];
-    m.srMantissa[i] = from.srMantissa[i];
-  }
-  m.pk1 = from.pk1;
-  m.pk2 = from.pk2;
-  m.yu = from.yu;
-  m.yl = from.yl;
-  m.dms = from.dms;
-  m.dml = from.dml;
-  m.ap = from.ap;
-  m.td = from.td;
-  return m;
+  return {Load<V8x16>(from.coefficients),
+          Load<V8x16>(from.delayed),
+          from.coefficients[6],
+          from.coefficients[7],
+          from.pk1,
+          from.pk2,
+          from.yu,
+          from.yl,
+          from.dms,
+          from.dml,
+          from.ap,
+          from.td};
 }
 
 [[gnu::always_inline]] static inline void StoreMemory(const Memory& m, G726Adaptation* to) {
-  Store(to->b, m.b[0]);
-  Store(to->b + 4, m.b[1]);
-  Store(to->dq, m.dq[0]);
-  Store(to->dq + 4, m.dq[1]);
-  to->a1 = m.a1;
-  to->a2 = m.a2;
-  for (int i = 0; i < 2; ++i) {
-    to->srSign[i] = m.srSign[i];
-    to->srExponent[i] = m.srExponent[i];
-    to->srMantissa[i] = m.srMantissa[i];
-  }
+  Store(to->coefficients, m.coefficients);
+  Store(to->delayed, m.delayed);
   to->pk1 = m.pk1;
   to->pk2 = m.pk2;
   to->yu = m.yu;
@@ -64,67 +38,54 @@ struct Memory {
   to->td = m.td;
 }
 
-// Floats as bit patterns.
-constexpr int32_t kSignBit = static_cast<int32_t>(0x80000000U);
-constexpr int32_t kExponentBits = 0x7F800000;
-constexpr int32_t kSixBits = ~0x3FFFF;      // sign, exponent and the 6 leading bits
-constexpr int32_t kOneHalf = 126 << 23;     // 0.5: 32 at exponent 0, the float form of zero
-constexpr int32_t kDqScale = 11 << 23;      // the lanes of DQ hold value times 2^-11
-
-// FMULT for four lanes of the zero predictor. With a coefficient mant * 2^(e-6) and
-// a value fm * 2^(fe-6), the product is floor((fm*mant + 48) / 16) * 2^(we-19), where
-// we = e + fe, without its fraction and without what exceeds `mask`.
-[[gnu::always_inline]] static inline V4x32 ZeroProducts(V4x32 b, V4xF dq, V4x32 mask) {
-  const V4x32 bSign = b >> 31;
-  const V4x32 magnitude = (((b >> 18) ^ bSign) - bSign) & 8191;
-  const V4x32 cut = reinterpret_cast<V4x32>(__builtin_convertvector(magnitude, V4xF)) & kSixBits;
-  const V4x32 f = cut | ((magnitude == 0) & kOneHalf);
-  const V4x32 dqBits = reinterpret_cast<V4x32>(dq);
-  const V4x32 d = dqBits & ~kSignBit;
-  // 2^(we-19): exponents of f, e - 1, and of d, fe - 1 - 11.
-  const V4x32 unitBits = (f & kExponentBits) + (d & kExponentBits) - ((127 + 6) << 23);
-  const V4xF unit = reinterpret_cast<V4xF>(unitBits);
-  // All of this is exact: (fm*mant + 48) * 2^(we-23), 13 significant bits at most.
-  const V4xF sum = reinterpret_cast<V4xF>(f) * reinterpret_cast<V4xF>(d) + unit * 3.0F;
-  // Where the unit is a whole number, what lies below it goes: the division by 16.
-  const V4x32 whole = __builtin_convertvector(unit, V4x32);
-  const V4x32 kept = -whole | (whole == 0);
-  const V4x32 product = __builtin_convertvector(sum, V4x32) & kept & mask;
-  const V4x32 sign = (b ^ dqBits) >> 31;
-  return (product ^ sign) - sign;
-}
-
-// FMULT for the pole predictor.
-[[gnu::always_inline]] static inline int32_t PoleProduct(int32_t a, int32_t sign,
-                                                         int32_t exponent, int32_t mantissa) {
-  const int32_t aSign = a >> 31;
-  const uint32_t magnitude =
-      static_cast<uint32_t>((((a >> 2) ^ aSign) - aSign) & 8191);
-  const int32_t top = TopBit(magnitude);
-  const uint32_t aMantissa = ((magnitude << 5) >> top) | 32;
-  const int32_t shift = top + (magnitude != 0) + exponent;
-  const uint64_t product = (static_cast<uint32_t>(mantissa) * aMantissa + 48) >> 4;
-  const int32_t result = static_cast<int32_t>((product << 7 << shift) >> 26 & 32767);
-  const int32_t negative = aSign ^ sign;
-  return (result ^ negative) - negative;
-}
-
 struct Prediction {
   int32_t sez, se;
 };
 
-// ACCUM.
+// FMULT for all eight products side by side, and ACCUM.
 [[gnu::always_inline]] static inline Prediction Predict(const Memory& m) {
-  // Lanes 6 and 7 hold values that have left the delay line.
-  const V4x32 four = {32767, 32767, 32767, 32767};
-  const V4x32 two = {32767, 32767, 0, 0};
-  V4x32 sum = ZeroProducts(m.b[0], m.dq[0], four) + ZeroProducts(m.b[1], m.dq[1], two);
-  sum += __builtin_shufflevector(sum, sum, 2, 3, 0, 1);
-  sum += __builtin_shufflevector(sum, sum, 1, 0, 3, 2);
-  const int32_t poles =
-      PoleProduct(m.a1, m.srSign[0], m.srExponent[0], m.srMantissa[0]) +
-      PoleProduct(m.a2, m.srSign[1], m.srExponent[1], m.srMantissa[1]);
-  return {Wrap16(sum[0]) >> 1, Wrap16(sum[0] + poles) >> 1};
+  // Coefficients as short floats with the float format's own bias. A magnitude of 0
+  // has exponent 0 and mantissa 32, which is the float one half.
+  constexpr int16_t kMantissa = 31;
+  constexpr int16_t kExponent = 31 << 5;
+  constexpr int16_t kBias = 126 << 5;
+  const V8x16 sign = m.coefficients >> 15;
+  const V8x16 magnitude = (((m.coefficients >> 2) ^ sign) - sign) & 8191;
+  const V8x16 floats = Greatest(FloatCodes<5>(magnitude), V8x16{} + kBias);
+
+  const V8x16 mantissas = ((floats & kMantissa) | 32) * ((m.delayed & kMantissa) | 32);
+  const V8x16 product = (mantissas + 48) >> 4;
+  const V8x16 exponent = (floats & static_cast<int16_t>(~kMantissa)) + (m.delayed & kExponent);
+  // product * 2^(exponent - 19), cut to a whole number: by adding to the exponent
+  // of the float, which begins at bit 23, and taking the integer part.
+  const V8x16 raise = (exponent - static_cast<int16_t>(kBias + (19 << 5))) << 2;
+  const V4x32 raiseLow =
+      reinterpret_cast<V4x32>(__builtin_shufflevector(V8x16{}, raise, 0, 8, 1, 9, 2, 10, 3, 11));
+  const V4x32 raiseHigh =
+      reinterpret_cast<V4x32>(__builtin_shufflevector(V8x16{}, raise, 4, 12, 5, 13, 6, 14, 7, 15));
+  const V4xF low = __builtin_convertvector(WidenLow(product), V4xF);
+  const V4xF high = __builtin_convertvector(WidenHigh(product), V4xF);
+  const V4xF raisedLow = reinterpret_cast<V4xF>(reinterpret_cast<V4x32>(low) + raiseLow);
+  const V4xF raisedHigh = reinterpret_cast<V4xF>(reinterpret_cast<V4x32>(high) + raiseHigh);
+  const V8x16 cut = Narrow(__builtin_convertvector(raisedLow, V4x32) & 32767,
+                           __builtin_convertvector(raisedHigh, V4x32) & 32767);
+
+  const V8x16 negative = (m.coefficients ^ m.delayed) >> 15;
+  const V8x16 products = (cut ^ negative) - negative;
+  const V4x32 pairs = __builtin_ia32_pmaddwd128(products, V8x16{} + 1);
+  // B1..B6 are in the first three lanes, A1 and A2 in the last.
+  const V4x32 swapped = pairs + __builtin_shufflevector(pairs, pairs, 1, 0, 3, 2);
+  const int32_t zeros = swapped[0] + pairs[2];
+  const int32_t all = swapped[0] + swapped[2];
+  return {Wrap16(zeros) >> 1, Wrap16(all) >> 1};
+}
+
+// FLOATA, FLOATB: the top six bits of a magnitude and its length, in the state's
+// form; 0 is 0.
+[[gnu::always_inline]] static inline int16_t ShortFloat(uint32_t magnitude, int32_t sign) {
+  const int32_t top = TopBit(magnitude);
+  const uint32_t word = static_cast<uint32_t>(top << 5) + (magnitude << 5 >> top);
+  return static_cast<int16_t>(word | (static_cast<uint32_t>(sign) & 0x8000));
 }
 
 // LIMA and MIX: the scale factor.
@@ -137,9 +98,8 @@ struct Prediction {
 
 // All that one code does to the state, from RECONST to FILTC. Returns SR.
 template <int kBits>
-[[gnu::always_inline]] static inline int32_t Update(Memory& m, const G726Rate& rate,
-                                                    uint32_t code, int32_t y,
-                                                    Prediction predicted) {
+[[gnu::always_inline]] static inline int32_t Update(Memory& m, const G726Rate& rate, uint32_t code,
+                                                    int32_t y, Prediction predicted) {
   // RECONST, ADDA, ANTILOG.
   const int32_t dqSign = -static_cast<int32_t>(code >> (kBits - 1));
   const int32_t dql = rate.dqln[code] + (y >> 2);
@@ -178,58 +138,49 @@ template <int kBits>
   m.a1 = a1;
   m.a2 = a2;
 
-  // XOR, UPB. The upper halves wrap as 16-bit values do.
-  constexpr int kLeak = kBits == 5 ? 25 : 24;
-  const int32_t unit = dqMagnitude != 0 ? 128 << 16 : 0;
-  for (int i = 0; i < 2; ++i) {
-    const V4x32 against = (reinterpret_cast<V4x32>(m.dq[i]) >> 31) ^ dqSign;
-    const V4x32 gain = ((V4x32{} + unit) ^ against) - against;
-    typedef uint32_t V4u32 __attribute__((vector_size(16)));
-    const V4u32 leak = reinterpret_cast<V4u32>(m.b[i] >> kLeak) << 16;
-    m.b[i] = reinterpret_cast<V4x32>(reinterpret_cast<V4u32>(m.b[i]) +
-                                     reinterpret_cast<V4u32>(gain) - leak);
-  }
+  // XOR, UPB. The sums wrap at 16 bits.
+  constexpr int kLeak = kBits == 5 ? 9 : 8;
+  const int16_t unit = dqMagnitude != 0 ? 128 : 0;
+  const V8x16 against = (m.delayed >> 15) ^ static_cast<int16_t>(dqSign);
+  const V8x16 gain = (unit ^ against) - against;
+  m.coefficients = reinterpret_cast<V8x16>(reinterpret_cast<V8u16>(m.coefficients) +
+                                           reinterpret_cast<V8u16>(gain) -
+                                           reinterpret_cast<V8u16>(m.coefficients >> kLeak));
 
   // FUNCTF, FILTA, FILTB, TONE, SUBTC, FILTC.
-  const int32_t tone = a2 < -11776;
   const int32_t fi = rate.fi[code];
   m.dms += ((fi << 9) - m.dms) >> 5;
   m.dml += ((fi << 11) - m.dml) >> 7;
   const int32_t difference = 4 * m.dms - m.dml;
   const int32_t distance = difference < 0 ? -difference : difference;
-  const bool steady = y >= 1536 && distance < m.dml >> 3 && tone == 0;
-  m.ap += ((steady ? 0 : 512) - m.ap) >> 4;
-  m.td = tone;
+  int32_t ax = y < 1536 || distance >= m.dml >> 3 ? 512 : 0;
+  m.td = 0;
+  if (__builtin_expect(a2 < -11776, 0)) {
+    m.td = 1;
+    ax = 512;
+    // Stays a branch: as a plain select it would chain the next scale factor to
+    // this sample's prediction, for the sake of rare tones.
+    __asm__ volatile("" : "+r"(ax));
+  }
+  m.ap += (ax - m.ap) >> 4;
 
   // TRIGA, TRIGB.
-  if (reset) {
+  m.coefficients[6] = static_cast<int16_t>(m.a1);
+  m.coefficients[7] = static_cast<int16_t>(m.a2);
+  if (__builtin_expect(reset, 0)) {
     m.a1 = m.a2 = 0;
-    m.b[0] = m.b[1] = V4x32{};
+    m.coefficients = V8x16{};
     m.ap = 256;
     m.td = 0;
   }
 
-  // FLOATA.
-  const float dqFloat = static_cast<float>(dqMagnitude);
-  int32_t dqBits;
-  __builtin_memcpy(&dqBits, &dqFloat, sizeof dqBits);
-  dqBits = ((dqMagnitude == 0 ? kOneHalf : dqBits & kSixBits) - kDqScale) | (dqSign & kSignBit);
-  float newest;
-  __builtin_memcpy(&newest, &dqBits, sizeof newest);
-  const V4xF entering = {newest, 0, 0, 0};
-  m.dq[1] = __builtin_shufflevector(m.dq[0], m.dq[1], 3, 4, 5, 6);
-  m.dq[0] = __builtin_shufflevector(entering, m.dq[0], 0, 4, 5, 6);
-
-  // FLOATB.
+  // FLOATA, FLOATB and the delay lines: DQ1 enters in lane 0 and SR1 in lane 6, where
+  // DQ6 would come.
   const int32_t srSign = sr >> 31;
   const uint32_t srMagnitude = static_cast<uint32_t>((sr ^ srSign) - srSign) & 32767;
-  const int32_t top = TopBit(srMagnitude);
-  m.srSign[1] = m.srSign[0];
-  m.srExponent[1] = m.srExponent[0];
-  m.srMantissa[1] = m.srMantissa[0];
-  m.srSign[0] = srSign;
-  m.srExponent[0] = top + (srMagnitude != 0);
-  m.srMantissa[0] = static_cast<int32_t>((srMagnitude << 5) >> top | 32);
+  m.delayed = __builtin_shufflevector(m.delayed, m.delayed, 0, 0, 1, 2, 3, 4, 5, 6);
+  m.delayed[0] = ShortFloat(static_cast<uint32_t>(dqMagnitude), dqSign);
+  m.delayed[6] = ShortFloat(srMagnitude, srSign);
   m.pk2 = m.pk1;
   m.pk1 = pk0;
   return sr;
@@ -261,16 +212,15 @@ template <int kBits>
   const int32_t magnitude = ((sr ^ sign) - sign) & 32767;
   const uint32_t v = static_cast<uint32_t>(magnitude + 33 > 8191 ? 8191 : magnitude + 33);
   const int32_t segment = TopBit(v) - 5;
-  const uint32_t code =
-      static_cast<uint32_t>(segment << 4) | (v >> (segment + 1) & 15);
+  const uint32_t code = static_cast<uint32_t>(segment << 4) | (v >> (segment + 1) & 15);
   return code ^ (sign != 0 ? 0x7F : 0xFF);
 }
 
 [[gnu::always_inline]] static inline uint32_t CompressALaw(int32_t sr) {
   const int32_t sign = sr >> 31;
   const int32_t magnitude = ((sr ^ sign) - sign) & 32767;
-  const int32_t inner = sign != 0 ? Clamp(((magnitude + 1) >> 1) - 1, 0, 4095)
-                                  : Clamp(magnitude >> 1, 0, 4095);
+  const int32_t inner =
+      sign != 0 ? Clamp(((magnitude + 1) >> 1) - 1, 0, 4095) : Clamp(magnitude >> 1, 0, 4095);
   const uint32_t v = static_cast<uint32_t>(inner);
   const int32_t segment = TopBit(v) > 4 ? TopBit(v) - 4 : 0;
   const uint32_t code =
@@ -293,8 +243,8 @@ template <int kBits>
   // Magnitude with the sign bit set for positive levels.
   const uint32_t inversion = aLaw ? 0x55 : 0x7F;
   const uint32_t plain = pcm ^ inversion;
-  const int32_t place = (plain & 0x80) != 0 ? static_cast<int32_t>(plain)
-                                            : 127 - static_cast<int32_t>(plain & 0x7F);
+  const int32_t place =
+      (plain & 0x80) != 0 ? static_cast<int32_t>(plain) : 127 - static_cast<int32_t>(plain & 0x7F);
   const int32_t moved = Clamp(again < wanted ? place + 1 : place - 1, 0, 255);
   const uint32_t movedPlain = static_cast<uint32_t>(moved >= 128 ? moved : 127 - moved);
   return movedPlain ^ inversion;
@@ -302,7 +252,10 @@ template <int kBits>
 
 template <int kBits>
 static inline const G726Rate& RateOf() {
-  return kBits == 2 ? kG726Rate16 : kBits == 3 ? kG726Rate24 : kBits == 4 ? kG726Rate32 : kG726Rate40;
+  return kBits == 2   ? kG726Rate16
+         : kBits == 3 ? kG726Rate24
+         : kBits == 4 ? kG726Rate32
+                      : kG726Rate40;
 }
 
 template <int kBits>
@@ -352,8 +305,7 @@ static inline bool IsMode(int32_t mode) {
 
 static inline void Reset(G726Adaptation* to) {
   __builtin_memset(to, 0, sizeof *to);
-  for (float& value : to->dq) value = 0.5F / 2048;
-  for (int32_t& value : to->srMantissa) value = 32;
+  // The delayed values are zero in this form: mantissa 32, exponent 0.
   to->yu = 544;
   to->yl = 34816;
 }

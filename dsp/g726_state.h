@@ -1,9 +1,8 @@
-// State of the G.726 coder and decoder (ITU-T G.726), in a form made for speed:
-// the six zero predictor sections lie side by side as vector lanes, and the
-// floating values of the recommendation are kept as what their product needs.
+// State of the G.726 coder and decoder (ITU-T G.726), in a form made for speed: the
+// eight products of the predictor lie side by side as vector lanes.
 //
 // Plain memory that a caller places where it likes and may copy. Only the Init
-// primitives make a state; a state that none of them made is refused by mode.
+// primitives make a state; a state that none of them made is refused by its mode.
 #pragma once
 
 #include <cstdint>
@@ -23,21 +22,22 @@ constexpr int32_t kG726Linear = 2;  // samples, -8192 to 8191
 
 // The memories of the recommendation, under its names.
 struct G726Adaptation {
-  // B1..B6 in the upper halves (14 fraction bits there); lanes 6, 7 are of no use.
-  int32_t b[8];
-  // DQ1..DQ6: the value cut to 6 significant bits, times 2^-11, with DQ's sign,
-  // zero also; a difference of 0 counts as one half. Lanes 6, 7 are of no use.
-  float dq[8];
-  int32_t a1, a2;          // 14 fraction bits
-  int32_t srSign[2];       // SR1, SR2: -1 negative, 0 not
-  int32_t srExponent[2];   // bit length of the magnitude
-  int32_t srMantissa[2];   // its top 6 bits, 32 to 63; 32 for zero
-  int32_t pk1, pk2;        // 0 or 1
-  int32_t yu, yl;          // fast and slow scale factor, 9 and 15 fraction bits
-  int32_t dms, dml;        // short and long average of F(I)
-  int32_t ap;              // speed control
-  int32_t td;              // tone detected, 0 or 1
+  int16_t coefficients[8];  // B1..B6, A1, A2; 14 fraction bits
+  int16_t delayed[8];       // DQ1..DQ6, SR1, SR2 as short floats, see below
+  int32_t pk1, pk2;         // 0 or 1
+  int32_t yu, yl;           // fast and slow scale factor, 9 and 15 fraction bits
+  int32_t dms, dml;         // short and long average of F(I), 9 and 11 fraction bits
+  int32_t ap;               // speed control, 8 fraction bits
+  int32_t td;               // tone detected, 0 or 1
 };
+
+// A delayed signal value as the recommendation's 11-bit word: sign, exponent of 4
+// bits, mantissa of 6. The state's own form has the sign in bit 15 and leaves out
+// the mantissa's top bit, which is always set; so its exponent begins at bit 5.
+constexpr int32_t G726DelayedWord(int16_t shortFloat) {
+  const int32_t sign = shortFloat < 0 ? 1 << 10 : 0;
+  return sign | (shortFloat >> 5 & 15) << 6 | 32 | (shortFloat & 31);
+}
 
 struct G726EncoderState {
   int32_t mode;

@@ -8,9 +8,7 @@
 namespace orbel {
 
 // The left shift that brings the top bit of a positive value to bit 30.
-inline int32_t Norm(int32_t value) {
-  return std::countl_zero(static_cast<uint32_t>(value)) - 1;
-}
+inline int32_t Norm(int32_t value) { return std::countl_zero(static_cast<uint32_t>(value)) - 1; }
 
 // log2(1 + i/32) with 15 fraction bits: the table `tablog` of G.729.
 inline constexpr int16_t kLog2Table[33] = {

@@ -23,9 +23,9 @@ namespace avx {
 DSP_KERNELS(DSP_DECLARE_VARIANT)
 }
 
-#define DSP_DEFINE_ROW(name, params, args)                                                     \
-  int32_t(*const name##Row[kDspLevels]) params = {sse2::name, sse3::name, ssse3::name, sse41::name, \
-                                                  avx::name};
+#define DSP_DEFINE_ROW(name, params, args) \
+  int32_t(*const name##Row[kDspLevels])    \
+      params = {sse2::name, sse3::name, ssse3::name, sse41::name, avx::name};
 DSP_KERNELS(DSP_DEFINE_ROW)
 
 #define DSP_DEFINE_ENTRY(name, params, args) \

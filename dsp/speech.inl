@@ -22,8 +22,6 @@ static constexpr Jump JumpOver(int draws) {
   return {static_cast<uint16_t>(factor), static_cast<uint16_t>(step)};
 }
 
-typedef uint16_t V8u16 __attribute__((vector_size(16)));
-
 // The jumps that take the seed to the first draw of each lane.
 struct LaneJumps {
   uint16_t factor[8], step[8];
@@ -184,8 +182,7 @@ int32_t dspHighPass_16s_I(int16_t* srcDst, int32_t length, int32_t scale, int16_
   return kDspOk;
 }
 
-int32_t dspInterpolate_16s(const int16_t* src1, const int16_t* src2, int16_t* dst,
-                           int32_t length) {
+int32_t dspInterpolate_16s(const int16_t* src1, const int16_t* src2, int16_t* dst, int32_t length) {
   if (src1 == nullptr || src2 == nullptr || dst == nullptr) return kDspNullPointer;
   if (length < 1) return kDspBadLength;
   for (int32_t i = 0; i < length; ++i) {

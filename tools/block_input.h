@@ -19,6 +19,7 @@ class BlockInput final : public CodedInput {
 
   // The last unit is padded to full size.
   bool Next(Unit* unit) override;
+  bool MayWait() const override;
   Unit Silence() override;
   bool IsSameFile(int descriptor) const override { return file_->IsSameFile(descriptor); }
 
@@ -28,7 +29,7 @@ class BlockInput final : public CodedInput {
   std::unique_ptr<InputFile> file_;
   const Format& format_;
   std::optional<uint64_t> left_;  // coded bytes still to come
-  std::vector<uint8_t> bytes_;
+  std::vector<uint8_t> padded_;   // the last unit, and silence
 };
 
 }  // namespace orbel::tool

@@ -7,10 +7,12 @@
 namespace orbel::tool {
 namespace {
 
-// The size of one sample: as asked for, or what suits the command.
-int32_t SampleBytes(const Options& options, const Format& format) {
+// The size of one sample: as asked for, or short when someone is listening (or
+// may be, at the other end of a pipe), and large when only speed counts.
+int32_t SampleBytes(const Options& options, const Format& format, const InputFile& file) {
   if (options.sampleBytes) return *options.sampleBytes;
-  return options.command == Command::kPlay ? format.playBytes : format.decodeBytes;
+  const bool isLive = options.command == Command::kPlay || !file.Size();
+  return isLive ? format.liveBytes : format.fileBytes;
 }
 
 std::string TagName(int tag) {
@@ -60,8 +62,9 @@ std::unique_ptr<CodedInput> OpenWav(const Options& options, std::unique_ptr<Inpu
     throw FailureAt(name,
                     "WAV file of " + std::string(format->key) + ", not of " + options.format->key,
                     head.formatAt);
-  return std::make_unique<BlockInput>(std::move(file), *format, SampleBytes(options, *format),
-                                      "WAV", head.dataLength, std::move(head.notes));
+  const int32_t sampleBytes = SampleBytes(options, *format, *file);
+  return std::make_unique<BlockInput>(std::move(file), *format, sampleBytes, "WAV", head.dataLength,
+                                      std::move(head.notes));
 }
 
 }  // namespace
@@ -73,8 +76,9 @@ std::unique_ptr<CodedInput> OpenCodedInput(const Options& options, size_t index)
     throw UsageFailure(file->Name() + ": not a WAV file; say what it holds with --format (" +
                        FormatKeys() + ")");
   const Format& format = *options.format;
-  return std::make_unique<BlockInput>(std::move(file), format, SampleBytes(options, format), "raw",
-                                      std::nullopt, std::vector<std::string>());
+  const int32_t sampleBytes = SampleBytes(options, format, *file);
+  return std::make_unique<BlockInput>(std::move(file), format, sampleBytes, "raw", std::nullopt,
+                                      std::vector<std::string>());
 }
 
 }  // namespace orbel::tool

@@ -44,6 +44,8 @@ class CodedInput {
   const StreamForm& Form() const { return form_; }
   // False at the end. Throws Failure.
   virtual bool Next(Unit* unit) = 0;
+  // True when Next may have to wait for whoever fills a pipe.
+  virtual bool MayWait() const = 0;
   // A unit of silence, to push the last sound out of a device.
   virtual Unit Silence() = 0;
   virtual bool IsSameFile(int descriptor) const = 0;

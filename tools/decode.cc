@@ -1,4 +1,5 @@
 // orbel decode: coded input to PCM.
+#include <chrono>
 #include <cstdio>
 
 #include "tools/coded_input.h"
@@ -34,6 +35,7 @@ std::string Statistics(const Options& options, const StreamForm& form, uint64_t 
 }  // namespace
 
 void RunDecode(const Options& options) {
+  const auto start = std::chrono::steady_clock::now();
   HoldSignals();
   const auto input = OpenCodedInput(options, 0);
   const StreamForm& form = input->Form();
@@ -48,14 +50,15 @@ void RunDecode(const Options& options) {
   for (Unit unit; input->Next(&unit);) {
     ThrowIfInterrupted();
     output.Write(stream.Decode(unit));
+    if (input->MayWait()) output.Flush();
     samples += unit.pcmSamples;
     progress.Add(unit);
   }
   output.Finish();
-  const double elapsed = progress.SecondsSinceStart();
+  const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
   PrintNotes(*input);
   if (!options.json) return;
-  const std::string text = Statistics(options, form, samples, elapsed);
+  const std::string text = Statistics(options, form, samples, elapsed.count());
   if (options.output == "-")
     std::fputs(text.c_str(), stderr);  // standard output carries the sound
   else

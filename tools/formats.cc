@@ -9,8 +9,8 @@ namespace {
 // change; in IMA ADPCM a small step up and down again (so that a pad behind a
 // loud block does not climb).
 constexpr Format kFormats[] = {
-    {"mulaw", "G.711 mu-law", ORBEL_FORMAT_MULAW, 8, 1, 0xFF, 16000, 160, 0, 7},
-    {"alaw", "G.711 A-law", ORBEL_FORMAT_ALAW, 8, 1, 0xD5, 16000, 160, 0, 6},
+    {"mulaw", "G.711 mu-law", ORBEL_FORMAT_MULAW, 8, 1, 0xFF, 64000, 160, 0, 7},
+    {"alaw", "G.711 A-law", ORBEL_FORMAT_ALAW, 8, 1, 0xD5, 64000, 160, 0, 6},
     {"g726-32", "G.726 at 32 kbit/s", ORBEL_FORMAT_G726_32, 4, 4, 0x00, 16000, 80, 0, -1},
     {"g726-24", "G.726 at 24 kbit/s", ORBEL_FORMAT_G726_24, 3, 3, 0x00, 12000, 60, 0, -1},
     {"ima", "IMA ADPCM blocks", ORBEL_FORMAT_IMA, 4, 1, 0x08, 0, 0, 4, -1},

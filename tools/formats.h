@@ -15,8 +15,8 @@ struct Format {
   uint32_t bitsPerSample;
   int32_t grain;           // sample sizes are multiples of this many bytes
   uint8_t silence;         // what padding is made of
-  int32_t decodeBytes;     // size of one sample when decoding; 0: must be given
-  int32_t playBytes;       // when playing: 20 ms
+  int32_t fileBytes;       // size of one sample for speed; 0: it must be given
+  int32_t liveBytes;       // for short delay: 20 ms
   uint32_t blockOverhead;  // header bytes at the start of every sample
   int wavTag;              // in WAV files, or -1
 };

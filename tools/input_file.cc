@@ -11,6 +11,13 @@
 #include "tools/failure.h"
 
 namespace orbel::tool {
+namespace {
+
+// What one read asks for: large enough that calls cost nothing, small enough
+// for the nearer caches.
+constexpr size_t kBufferBytes = 256 * 1024;
+
+}  // namespace
 
 InputFile::InputFile(const std::string& name)
     : name_(name == "-" ? "standard input" : name),
@@ -38,56 +45,54 @@ bool InputFile::IsSameFile(int descriptor) const {
          S_ISREG(other.st_mode) && ours.st_dev == other.st_dev && ours.st_ino == other.st_ino;
 }
 
-size_t InputFile::ReadNow(uint8_t* to, size_t size) {
-  size_t got = 0;
-  while (got < size) {
-    const ssize_t now = read(descriptor_, to + got, size - got);
-    if (now == 0) break;
-    if (now > 0) {
-      got += static_cast<size_t>(now);
-    } else if (errno == EINTR) {
-      ThrowIfInterrupted();
-    } else {
-      throw FailureAt(name_, std::string("can't be read: ") + std::strerror(errno),
-                      position_ + got);
+// One read into the free end of the buffer; 0 at the end of the input.
+size_t InputFile::ReadSome() {
+  for (;;) {
+    const ssize_t got = read(descriptor_, buffer_.data() + end_, buffer_.size() - end_);
+    if (got >= 0) {
+      end_ += static_cast<size_t>(got);
+      return static_cast<size_t>(got);
     }
+    if (errno != EINTR)
+      throw FailureAt(name_, std::string("can't be read: ") + std::strerror(errno),
+                      position_ + end_ - begin_);
+    ThrowIfInterrupted();
   }
-  return got;
-}
-
-size_t InputFile::Read(uint8_t* to, size_t size) {
-  const size_t held = std::min(size, peeked_.size());
-  std::copy_n(peeked_.begin(), held, to);
-  peeked_.erase(peeked_.begin(), peeked_.begin() + static_cast<ptrdiff_t>(held));
-  position_ += held;
-  const size_t got = held < size ? ReadNow(to + held, size - held) : 0;
-  position_ += got;
-  return held + got;
 }
 
 std::span<const uint8_t> InputFile::Peek(size_t size) {
-  const size_t held = peeked_.size();
-  if (held < size) {
-    peeked_.resize(size);
-    peeked_.resize(held + ReadNow(peeked_.data() + held, size - held));
+  if (end_ - begin_ < size) {
+    std::copy(buffer_.begin() + static_cast<ptrdiff_t>(begin_),
+              buffer_.begin() + static_cast<ptrdiff_t>(end_), buffer_.begin());
+    end_ -= begin_;
+    begin_ = 0;
+    if (buffer_.size() < size) buffer_.resize(std::max(size, kBufferBytes));
+    while (end_ < size && ReadSome() > 0) {
+    }
   }
-  return std::span(peeked_).first(std::min(size, peeked_.size()));
+  return std::span(buffer_).subspan(begin_, std::min(size, end_ - begin_));
+}
+
+std::span<const uint8_t> InputFile::Take(size_t size) {
+  const auto bytes = Peek(size);
+  begin_ += bytes.size();
+  position_ += bytes.size();
+  return bytes;
 }
 
 void InputFile::Skip(uint64_t count) {
   if (size_) return Seek(std::min(position_ + count, std::max(*size_, position_)));
-  uint8_t dropped[4096];
   while (count > 0) {
-    const size_t got = Read(dropped, std::min<uint64_t>(count, sizeof dropped));
+    const size_t got = Take(std::min<uint64_t>(count, kBufferBytes)).size();
     if (got == 0) return;
     count -= got;
   }
 }
 
 void InputFile::Seek(uint64_t position) {
-  peeked_.clear();
   if (lseek(descriptor_, static_cast<off_t>(base_ + position), SEEK_SET) < 0)
     throw SystemFailure(name_, errno);
+  begin_ = end_ = 0;
   position_ = position;
 }
 

@@ -25,24 +25,28 @@ class InputFile {
   std::optional<uint64_t> Size() const { return size_; }
   bool IsSameFile(int descriptor) const;
 
-  // Reads `size` bytes, or fewer where the input ends. Throws Failure.
-  size_t Read(uint8_t* to, size_t size);
-  // Up to `size` bytes that the next Read will give; valid until then.
+  // The next `size` bytes, or fewer where the input ends; valid until the next
+  // call. Take moves on behind them, Peek does not. Throws Failure.
+  std::span<const uint8_t> Take(size_t size);
   std::span<const uint8_t> Peek(size_t size);
   // Moves on by `count` bytes, or to the end. A pipe is read and dropped.
   void Skip(uint64_t count);
   // Regular files only.
   void Seek(uint64_t position);
+  // True when taking `size` bytes may have to wait for whoever fills a pipe.
+  bool MayWaitFor(size_t size) const { return !size_ && end_ - begin_ < size; }
 
  private:
-  size_t ReadNow(uint8_t* to, size_t size);
+  size_t ReadSome();
 
   std::string name_;
   int descriptor_;
   uint64_t base_ = 0;      // file offset at which the input was opened
-  uint64_t position_ = 0;  // counted from there
+  uint64_t position_ = 0;  // of begin_, counted from there
   std::optional<uint64_t> size_;
-  std::vector<uint8_t> peeked_;
+  std::vector<uint8_t> buffer_;
+  size_t begin_ = 0;  // bytes begin_ to end_ of the buffer are read and not taken
+  size_t end_ = 0;
 };
 
 }  // namespace orbel::tool

@@ -38,7 +38,9 @@ int Complain(int exitCode, const char* what) {
 
 int main(int count, char** words) {
   using namespace orbel::tool;
-  std::signal(SIGPIPE, SIG_IGN);  // a closed pipe is an error of write instead
+  // A closed pipe and a file size limit are errors of write instead.
+  std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
   try {
     Run(count, words);
     return 0;

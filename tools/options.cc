@@ -68,7 +68,7 @@ std::string Hint(std::string_view word, const Rows& rows, NameOf nameOf) {
   size_t least = 3;
   for (const auto& row : rows) {
     const size_t distance = Distance(word, nameOf(row));
-    if (distance < least && distance < word.size()) {
+    if (distance < least && word.size() > 3) {
       least = distance;
       best = nameOf(row);
     }

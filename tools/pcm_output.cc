@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -13,6 +14,8 @@
 
 namespace orbel::tool {
 namespace {
+
+constexpr size_t kKeptBytes = 64 * 1024;
 
 Failure TooLong(const std::string& name, uint64_t bytes) {
   return FailureIn(
@@ -67,37 +70,44 @@ void PcmOutput::Discard() {
 }
 
 void PcmOutput::WriteHead(std::optional<uint64_t> pcmBytes) {
-  const auto head = MakeWavHead(rate_, channels_, pcmBytes);
-  WriteBytes(head.data(), head.size());
+  WriteBytes(MakeWavHead(rate_, channels_, pcmBytes));
 }
 
 void PcmOutput::Write(std::span<const int16_t> pcm) {
   // A pipe's reader has been told "to the end", and may have any length.
   if (header_ && isFile_ && written_ + pcm.size_bytes() > kMostWavBytes)
     throw TooLong(name_, written_ + pcm.size_bytes());
-  WriteBytes(pcm.data(), pcm.size_bytes());
+  const auto* bytes = reinterpret_cast<const uint8_t*>(pcm.data());
   written_ += pcm.size_bytes();
+  if (kept_.empty() && pcm.size_bytes() >= kKeptBytes / 2)
+    return WriteBytes({bytes, pcm.size_bytes()});
+  kept_.insert(kept_.end(), bytes, bytes + pcm.size_bytes());
+  if (kept_.size() >= kKeptBytes) Flush();
 }
 
-void PcmOutput::WriteBytes(const void* bytes, size_t count) {
-  const auto* next = static_cast<const uint8_t*>(bytes);
-  while (count > 0) {
-    const ssize_t now = write(descriptor_, next, count);
+void PcmOutput::Flush() {
+  WriteBytes(kept_);
+  kept_.clear();
+}
+
+void PcmOutput::WriteBytes(std::span<const uint8_t> bytes) {
+  while (!bytes.empty()) {
+    const ssize_t now = write(descriptor_, bytes.data(), bytes.size());
     if (now >= 0) {
-      next += now;
-      count -= static_cast<size_t>(now);
+      bytes = bytes.subspan(static_cast<size_t>(now));
     } else if (errno == EINTR) {
       ThrowIfInterrupted();
     } else if (errno == EPIPE) {
       throw ReaderGone{};
     } else {
       throw FailureAt(name_, std::string("can't be written: ") + std::strerror(errno),
-                      written_ + (header_ ? kWavHeadBytes : 0));
+                      static_cast<uint64_t>(std::max<off_t>(lseek(descriptor_, 0, SEEK_CUR), 0)));
     }
   }
 }
 
 void PcmOutput::Finish() {
+  Flush();
   if (header_ && isFile_ && promised_ != written_) {
     if (lseek(descriptor_, 0, SEEK_SET) < 0) throw SystemFailure(name_, errno);
     WriteHead(written_);

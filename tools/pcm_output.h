@@ -6,6 +6,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
 namespace orbel::tool {
 
@@ -23,14 +24,17 @@ class PcmOutput {
   PcmOutput(const PcmOutput&) = delete;
   PcmOutput& operator=(const PcmOutput&) = delete;
 
+  // Writes, or keeps little pieces until they are worth a call of the system.
   // Throws Failure; ReaderGone when a pipe's reader has closed it.
   void Write(std::span<const int16_t> pcm);
+  // Writes what is kept.
+  void Flush();
   // Puts the header right where the length was not known and the file can be
   // written again, and closes. Throws Failure.
   void Finish();
 
  private:
-  void WriteBytes(const void* bytes, size_t count);
+  void WriteBytes(std::span<const uint8_t> bytes);
   void Discard();
   void WriteHead(std::optional<uint64_t> pcmBytes);
 
@@ -42,7 +46,8 @@ class PcmOutput {
   uint32_t rate_;
   uint32_t channels_;
   std::optional<uint64_t> promised_;  // PCM bytes that the header tells
-  uint64_t written_ = 0;              // PCM bytes
+  uint64_t written_ = 0;              // PCM bytes, kept ones included
+  std::vector<uint8_t> kept_;
 };
 
 }  // namespace orbel::tool

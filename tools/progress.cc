@@ -9,7 +9,7 @@ namespace orbel::tool {
 Progress::Progress(const StreamForm& form)
     : form_(form),
       terminal_(isatty(STDERR_FILENO) != 0),
-      next_(start_ + std::chrono::milliseconds(500)) {}
+      next_(Clock::now() + std::chrono::milliseconds(500)) {}
 
 Progress::~Progress() {
   if (shown_) std::fputs("\r\x1b[K", stderr);
@@ -19,10 +19,6 @@ void Progress::Add(const Unit& unit) {
   coded_ += unit.codedBytes;
   samples_ += unit.pcmSamples;
   if (terminal_ && Clock::now() >= next_) Show();
-}
-
-double Progress::SecondsSinceStart() const {
-  return std::chrono::duration<double>(Clock::now() - start_).count();
 }
 
 void Progress::Show() {

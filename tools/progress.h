@@ -19,7 +19,6 @@ class Progress {
   Progress& operator=(const Progress&) = delete;
 
   void Add(const Unit& unit);
-  double SecondsSinceStart() const;
 
  private:
   void Show();
@@ -27,7 +26,6 @@ class Progress {
   using Clock = std::chrono::steady_clock;
   const StreamForm& form_;
   const bool terminal_;
-  const Clock::time_point start_ = Clock::now();
   Clock::time_point next_;  // when to show again
   uint64_t coded_ = 0;
   uint64_t samples_ = 0;

@@ -11,7 +11,9 @@ namespace {
 
 constexpr uint64_t kRiffHeadBytes = 12;
 constexpr size_t kChunkHeadBytes = 8;
-constexpr uint16_t kExtensibleTag = 0xFFFE;
+constexpr size_t kLeastFormatBytes = 8;  // tag, channels, rate: all that is needed here
+constexpr size_t kMostFormatBytes = 40;
+constexpr int kExtensibleTag = 0xFFFE;  // the real tag starts the subformat at byte 24
 
 // What programs put where they do not know the size: all ones, or the largest
 // signed number, rounded down by some.
@@ -53,14 +55,15 @@ void SkipContent(InputFile* file, uint64_t count, uint64_t size) {
 }
 
 void ReadFormat(InputFile* file, uint64_t size, WavHead* head) {
-  uint8_t bytes[40] = {};
   head->formatAt = file->Position();
-  const size_t got = file->Read(bytes, std::min<uint64_t>(size, sizeof bytes));
-  if (got < 12) throw FailureAt(file->Name(), "WAV format chunk is cut off", head->formatAt + got);
-  head->tag = static_cast<int>(Little(bytes, 2));
-  head->channels = Little(bytes + 2, 2);
-  head->rate = Little(bytes + 4, 4);
-  if (head->tag == kExtensibleTag && got >= 26) head->tag = static_cast<int>(Little(bytes + 24, 2));
+  const auto bytes = file->Take(std::min<uint64_t>(size, kMostFormatBytes));
+  const size_t got = bytes.size();
+  if (got < kLeastFormatBytes)
+    throw FailureAt(file->Name(), "WAV format chunk is cut off", head->formatAt + got);
+  head->tag = static_cast<int>(Little(&bytes[0], 2));
+  head->channels = Little(&bytes[2], 2);
+  head->rate = Little(&bytes[4], 4);
+  if (head->tag == kExtensibleTag && got >= 26) head->tag = static_cast<int>(Little(&bytes[24], 2));
   SkipContent(file, size - got, size);
 }
 
@@ -104,17 +107,16 @@ WavHead ReadWavHead(InputFile* file) {
   uint64_t dataSize = 0;
   while (!hasFormat || !dataAt) {
     const uint64_t at = file->Position();
-    uint8_t bytes[kChunkHeadBytes];
-    const size_t got = file->Read(bytes, sizeof bytes);
-    if (got < sizeof bytes)
+    const auto bytes = file->Take(kChunkHeadBytes);
+    if (bytes.size() < kChunkHeadBytes)
       throw FailureAt(name,
                       dataAt      ? "WAV file without a format chunk"
                       : hasFormat ? "WAV file without a data chunk"
                                   : "WAV file without format and data chunks",
-                      at + got);
-    const std::string_view id = IdAt(bytes, 0);
+                      at + bytes.size());
+    const std::string id(IdAt(bytes, 0));
     if (!IsPrintable(id)) throw FailureAt(name, "no WAV chunk where one should start", at);
-    const uint64_t size = Little(bytes + 4, 4);
+    const uint64_t size = Little(&bytes[4], 4);
     if (id == "fmt " && !hasFormat) {
       ReadFormat(file, size, &head);
       hasFormat = true;

@@ -105,6 +105,7 @@ TEST(MediaObject, TypesAreSetTestedAndCleared) {
   MakeInputType(video.Record(), 495, 160);
   video.Record()->majorType = IID_IMediaObject;
   EXPECT_EQ(o->SetInputType(0, video.Record(), 0), DMO_E_INVALIDTYPE);
+  video.Clear();
   MakeInputType(video.Record(), 495, 160);
   video.Record()->subtype.data4[7] ^= 1;
   EXPECT_EQ(o->SetInputType(0, video.Record(), 0), DMO_E_INVALIDTYPE);

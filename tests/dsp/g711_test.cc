@@ -41,8 +41,8 @@ TEST(G711, ExpansionFollowsTheFormula) {
   const std::vector<int16_t> muLaw = Expand(kMuLaw, AllCodes());
   for (int code = 0; code < 256; ++code) {
     const int a = code ^ 0x55;
-    const int aSize = (a >> 4 & 7) == 0 ? 16 * (a & 15) + 8
-                                        : (2 * (a & 15) + 33) << ((a >> 4 & 7) + 2);
+    const int aSize =
+        (a >> 4 & 7) == 0 ? 16 * (a & 15) + 8 : (2 * (a & 15) + 33) << ((a >> 4 & 7) + 2);
     EXPECT_EQ(aLaw[code], (a & 0x80) != 0 ? aSize : -aSize) << code;
     const int u = code ^ 0xFF;
     const int uSize = ((2 * (u & 15) + 33) << ((u >> 4 & 7) + 2)) - 132;

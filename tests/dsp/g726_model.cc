@@ -16,12 +16,30 @@ const std::vector<Row>& Rows(int bits) {
   static const std::vector<Row> rows[] = {
       {{260, 116, -22, 0}, {kEnd, 365, 439, 7}},
       {{7, -2048, -4, 0}, {217, 135, 30, 1}, {330, 273, 137, 2}, {kEnd, 373, 582, 7}},
-      {{-125, -2048, -12, 0}, {79, 4, 18, 0}, {177, 135, 41, 0}, {245, 213, 64, 1},
-       {299, 273, 112, 1}, {348, 323, 198, 1}, {399, 373, 355, 3}, {kEnd, 425, 1122, 7}},
-      {{-123, -2048, 14, 0}, {-17, -66, 14, 0}, {67, 28, 24, 0}, {138, 104, 39, 0},
-       {197, 169, 40, 0}, {249, 224, 41, 1}, {297, 274, 58, 1}, {338, 318, 100, 1},
-       {377, 358, 141, 1}, {412, 395, 179, 1}, {444, 429, 219, 2}, {474, 459, 280, 3},
-       {501, 488, 358, 4}, {527, 514, 440, 5}, {552, 539, 529, 6}, {kEnd, 566, 696, 6}}};
+      {{-125, -2048, -12, 0},
+       {79, 4, 18, 0},
+       {177, 135, 41, 0},
+       {245, 213, 64, 1},
+       {299, 273, 112, 1},
+       {348, 323, 198, 1},
+       {399, 373, 355, 3},
+       {kEnd, 425, 1122, 7}},
+      {{-123, -2048, 14, 0},
+       {-17, -66, 14, 0},
+       {67, 28, 24, 0},
+       {138, 104, 39, 0},
+       {197, 169, 40, 0},
+       {249, 224, 41, 1},
+       {297, 274, 58, 1},
+       {338, 318, 100, 1},
+       {377, 358, 141, 1},
+       {412, 395, 179, 1},
+       {444, 429, 219, 2},
+       {474, 459, 280, 3},
+       {501, 488, 358, 4},
+       {527, 514, 440, 5},
+       {552, 539, 529, 6},
+       {kEnd, 566, 696, 6}}};
   return rows[bits - 2];
 }
 
@@ -61,9 +79,7 @@ void G726Model::Predict() {
   y_ = (yl_ >> 6) + difference * al / 64;
 }
 
-int G726Model::Magnitude(int code) const {
-  return Negative(code) ? (1 << bits_) - 1 - code : code;
-}
+int G726Model::Magnitude(int code) const { return Negative(code) ? (1 << bits_) - 1 - code : code; }
 
 int G726Model::CodeOf(int difference) const {
   const int size = std::abs(difference) & 32767;
@@ -160,8 +176,8 @@ int G726Model::DecodeToLaw(int code, bool aLaw) {
   const int plain = aLaw ? sp ^ 0x55 : sp ^ 0xFF;
   const int segment = plain >> 4 & 7;
   const int inner = 2 * (plain & 15) + 33;
-  const int level = aLaw ? (segment == 0 ? 4 * (plain & 15) + 2 : inner << segment)
-                         : (inner << segment) - 33;
+  const int level =
+      aLaw ? (segment == 0 ? 4 * (plain & 15) + 2 : inner << segment) : (inner << segment) - 33;
   const bool below = aLaw == ((plain & 0x80) == 0);
   const int again = CodeOf((below ? -level : level) - se_);
   const auto place = std::find(ladder.begin(), ladder.end(), sp);

@@ -30,7 +30,9 @@ class G726Model {
   int CodeOf(int difference) const;
   int Magnitude(int code) const;
   bool Negative(int code) const { return (code >> (bits_ - 1)) != 0; }
-  int Rank(int code) const { return Negative(code) ? code - (1 << (bits_ - 1)) : code + (1 << (bits_ - 1)); }
+  int Rank(int code) const {
+    return Negative(code) ? code - (1 << (bits_ - 1)) : code + (1 << (bits_ - 1));
+  }
 
   int bits_;
   int yu_ = 544, yl_ = 34816, dms_ = 0, dml_ = 0, ap_ = 0;

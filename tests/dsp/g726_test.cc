@@ -30,9 +30,9 @@ std::vector<int16_t> Decode(int bits, int32_t law, const std::vector<uint8_t>& c
   G726DecoderState state;
   EXPECT_EQ(dspDecoderInitG726(&state, kModes[bits - 2], law), kDspOk);
   std::vector<int16_t> samples(codes.size());
-  EXPECT_EQ(dspDecodeG726_8u16s(&state, codes.data(), samples.data(),
-                                static_cast<int32_t>(codes.size())),
-            kDspOk);
+  EXPECT_EQ(
+      dspDecodeG726_8u16s(&state, codes.data(), samples.data(), static_cast<int32_t>(codes.size())),
+      kDspOk);
   return samples;
 }
 
@@ -49,16 +49,24 @@ TEST(G726, CheckValues) {
     int sum;
     std::vector<int16_t> aLaw, muLaw;
   } const cases[] = {
-      {2, {-15, 16, 4, -4, -15, -5, -4, 16}, 10995,
+      {2,
+       {-15, 16, 4, -4, -15, -5, -4, 16},
+       10995,
        {0x56, 0xD1, 0xD4, 0x55, 0x56, 0x54, 0x55, 0xD1},
        {0x77, 0xF7, 0xFD, 0x7D, 0x77, 0x7C, 0x7D, 0xF7}},
-      {3, {-4, 0, 15, 0, 0, 10, 0, -17}, 1830,
+      {3,
+       {-4, 0, 15, 0, 0, 10, 0, -17},
+       1830,
        {0x54, 0xD4, 0xD6, 0xD5, 0xD5, 0xD7, 0xD4, 0x51},
        {0x7D, 0xFE, 0xF7, 0xFF, 0xFF, 0xFA, 0xFE, 0x76}},
-      {4, {15, -7, -2, 22, 4, -32, -30, 45}, -28399,
+      {4,
+       {15, -7, -2, 22, 4, -32, -30, 45},
+       -28399,
        {0xD1, 0x57, 0x55, 0xD0, 0xD4, 0x52, 0x52, 0xDE},
        {0xF7, 0x7B, 0x7E, 0xF4, 0xFD, 0x6F, 0x70, 0xEC}},
-      {5, {9, -18, 0, 2, -12, -24, 44, 31}, -15149,
+      {5,
+       {9, -18, 0, 2, -12, -24, 44, 31},
+       -15149,
        {0xD7, 0x51, 0x55, 0xD5, 0x56, 0x53, 0xDE, 0xD2},
        {0xFA, 0x76, 0xFF, 0xFE, 0x79, 0x73, 0xEC, 0xEF}},
   };
@@ -105,8 +113,7 @@ TEST(G726, StreamsDecodeToTheirReferences) {
     ASSERT_EQ(reference.size(), samples.size() * 2) << name;
     int wrapped = 0;
     for (size_t i = 0; i < samples.size(); ++i) {
-      const int want =
-          static_cast<int16_t>(reference[2 * i] | reference[2 * i + 1] << 8);
+      const int want = static_cast<int16_t>(reference[2 * i] | reference[2 * i + 1] << 8);
       if (samples[i] * 4 == want) continue;
       ++wrapped;
       ASSERT_TRUE(samples[i] == -8192 || samples[i] == 8191) << name << " sample " << i;
@@ -212,14 +219,9 @@ TEST(G726, ResetState) {
   for (const G726Adaptation* a : {&encoder.adaptation, &decoder.adaptation}) {
     EXPECT_EQ(a->yl, 34816);
     EXPECT_EQ(a->yu, 544);
-    // The word 32: mantissa 32, exponent 0, sign 0.
-    for (int i = 0; i < 6; ++i) EXPECT_EQ(a->dq[i] * 64 * 2048, 32);
-    for (int i = 0; i < 2; ++i) {
-      EXPECT_EQ(a->srMantissa[i], 32);
-      EXPECT_EQ(a->srExponent[i] | a->srSign[i], 0);
-    }
-    for (int32_t b : a->b) EXPECT_EQ(b, 0);
-    EXPECT_EQ(a->a1 | a->a2 | a->pk1 | a->pk2 | a->dms | a->dml | a->ap | a->td, 0);
+    for (int16_t value : a->delayed) EXPECT_EQ(G726DelayedWord(value), 32);
+    for (int16_t coefficient : a->coefficients) EXPECT_EQ(coefficient, 0);
+    EXPECT_EQ(a->pk1 | a->pk2 | a->dms | a->dml | a->ap | a->td, 0);
   }
 }
 

@@ -8,8 +8,8 @@
 #include <string>
 
 #include "dsp/dispatch.h"
-#include "dsp/rows.h"
 #include "dsp/primitive_cases.h"
+#include "dsp/rows.h"
 
 namespace orbel {
 namespace {

@@ -70,9 +70,12 @@ struct PrimitiveCase {
   int32_t (*run)(int level, CaseBuffers& b, int32_t offset, int32_t length);
 };
 
-#define RUN(name, what, ...)                                                                 \
-  {#name, what, [](int level, [[maybe_unused]] CaseBuffers& b, [[maybe_unused]] int32_t at,   \
-                   [[maybe_unused]] int32_t n) { return name##Row[level](__VA_ARGS__); }}
+#define RUN(name, what, ...)                                                        \
+  {                                                                                 \
+#name, what,                                                                    \
+        [](int level, [[maybe_unused]] CaseBuffers& b, [[maybe_unused]] int32_t at, \
+           [[maybe_unused]] int32_t n) { return name##Row[level](__VA_ARGS__); }    \
+  }
 
 // A decoder or encoder of G.726, reset and then run in two pieces, so that the state
 // goes through memory.
@@ -82,8 +85,8 @@ int32_t RunDecoder(int level, CaseBuffers& b, int32_t at, int32_t n) {
   const int32_t half = (n + 1) / 2;
   status += dspDecodeG726_8u16sRow[level](&b.decoder, b.codes + at, b.out + at, half);
   if (half == n) return status;
-  return status + dspDecodeG726_8u16sRow[level](&b.decoder, b.codes + at + half,
-                                                b.out + at + half, n - half);
+  return status + dspDecodeG726_8u16sRow[level](&b.decoder, b.codes + at + half, b.out + at + half,
+                                                n - half);
 }
 
 template <int32_t kMode>

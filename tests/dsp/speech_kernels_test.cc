@@ -1,2 +1,2 @@
 #include <gtest/gtest.h>
-TEST(X,Y){}
+TEST(X, Y) {}

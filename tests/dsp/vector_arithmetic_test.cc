@@ -1,2 +1,2 @@
 #include <gtest/gtest.h>
-TEST(X,W){}
+TEST(X, W) {}

@@ -1,0 +1,53 @@
+#!/bin/sh
+# make.sh: makes the samples beside it again. Needs espeak-ng, sox, ffmpeg and a
+# C++ compiler; the same versions of these give the same bytes.
+set -eu
+cd "$(dirname "$0")"
+root=$(cd .. && pwd)
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+"${CXX:-c++}" -std=c++20 -O2 "$root/tests/support/ima_writer.cc" -o "$work/ima_writer"
+
+# speech NAME SECONDS VOICE TEXT: a sentence as an intercom would send it.
+speech() {
+  espeak-ng -v "$3" -s 150 -w "$work/said.wav" "$4"
+  sox -V1 -R -D "$work/said.wav" -r 8000 -c 1 -b 16 "$work/$1.wav" \
+    norm -3 pad 0.1 1 trim 0 "$2" fade t 0.02 "$2" 0.05
+}
+
+# music NAME NOTES...: plucked strings, 0.4 s a note, the last one twice as long.
+music() {
+  name=$1
+  shift
+  parts=
+  for note in "$@"; do
+    parts="$parts $work/$name.$note.wav"
+    sox -R -n -r 48000 -c 1 "$work/$name.$note.wav" synth 0.4 pluck "$note" fade t 0.005 0.4 0.05
+  done
+  # shellcheck disable=SC2086  # a list of files
+  sox -R -D $parts -r 8000 -c 1 -b 16 "$work/$name.wav" norm -3
+}
+
+speech dock 3 en-us "Camera four. Motion at the loading dock."
+speech gate 3 en-gb "North gate. Please state your name."
+speech lobby 3.5 en-us "The lobby closes in five minutes. Good night."
+speech yard 2.5 en-gb "Vehicle in the yard. Two persons."
+music chime C4 E4 G4 C5 G4 E4 C4
+music scale A3 B3 C4 D4 E4 F4 A4
+
+pcm() { sox -D "$work/$1.wav" -t raw -e signed -b 16 -L -; }
+g726() { ffmpeg -v error -y -i "$work/$1.wav" -c:a g726le -b:a "$2" -f g726le "$3"; }
+
+sox -D "$work/dock.wav" -e mu-law dock-mulaw.wav
+sox -D "$work/chime.wav" -t raw -e mu-law chime.mulaw
+sox -D "$work/gate.wav" -e a-law gate-alaw.wav
+sox -D "$work/scale.wav" -t raw -e a-law scale.alaw
+g726 lobby 32k lobby.g726-32
+g726 chime 32k chime.g726-32
+g726 gate 24k gate.g726-24
+g726 scale 24k scale.g726-24
+pcm yard | "$work/ima_writer" 256 >yard-256.ima
+pcm chime | "$work/ima_writer" 512 >chime-512.ima
+
+ls -l ./*.wav ./*.mulaw ./*.alaw ./*.g726* ./*.ima

@@ -1,0 +1,27 @@
+#!/bin/sh
+# demo.sh BUILD_DIR: decodes every sample into out/*.wav with the tool of that
+# build and prints a table. The times are the tool's own, from opening a file to
+# closing the decoded one.
+set -eu
+cd "$(dirname "$0")/.."
+orbel=$1/orbel
+mkdir -p out
+
+# field KEY JSON: the value of one field of the tool's one-line JSON.
+field() { printf '%s\n' "$2" | sed -n "s/.*\"$1\": \"\{0,1\}\([^\",}]*\).*/\1/p"; }
+
+row='%-16s  %-20s  %7s  %12s  %10s  %10s\n'
+# shellcheck disable=SC2059  # the format is ours
+printf "$row" file format seconds 'x real time' 'peak dBFS' 'RMS dBFS'
+while read -r file options; do
+  name=$(printf '%s\n' "$file" | sed 's/\.wav$//; s/\./-/g')
+  # shellcheck disable=SC2086  # options are words
+  done=$("$orbel" decode "samples/$file" $options -o "out/$name.wav" --json)
+  # shellcheck disable=SC2086
+  facts=$("$orbel" info "samples/$file" $options --json)
+  # shellcheck disable=SC2059
+  printf "$row" "$file" "$(field title "$done")" "$(field seconds "$done")" \
+    "$(field timesRealTime "$done" | cut -d. -f1)" \
+    "$(field peakDbfs "$facts")" "$(field rmsDbfs "$facts")"
+done <samples/list.txt
+echo "The decoded sound is in out/: 16-bit PCM, 8000 Hz, mono."
