@@ -48,6 +48,8 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/orbel.audio.mpeg-config-v
   COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/orbel.audio.mpeg-config-version.cmake
   DESTINATION ${ORBEL_PACKAGE_DIR})
+# The file finds its prefix from where it lies, so that a moved tree still works.
+file(RELATIVE_PATH ORBEL_PC_TO_PREFIX /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 configure_file(cmake/orbel.audio.mpeg.pc.in ${PROJECT_BINARY_DIR}/orbel.audio.mpeg.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/orbel.audio.mpeg.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -1,7 +1,5 @@
 #include "dsp/g726_tables.h"
 
-#include <initializer_list>
-
 namespace orbel {
 namespace {
 
@@ -45,11 +43,10 @@ constexpr G726Rate Spread(const Level (&levels)[kCount]) {
   G726Rate rate = {};
   for (int16_t& from : rate.dlnFrom) from = 32767;
   for (int i = 0; i < kCount; ++i) {
-    for (int code : {i, 2 * kCount - 1 - i}) {
-      rate.dqln[code] = static_cast<int16_t>(levels[i].dqln);
-      rate.fi[code] = static_cast<int16_t>(levels[i].fi);
-      rate.wi[code] = levels[i].wi * 32;
-    }
+    const int32_t wi = levels[i].wi * 32;
+    const int32_t fi = levels[i].fi * 512;
+    rate.codes[i] = {levels[i].dqln, wi, fi, 0};
+    rate.codes[2 * kCount - 1 - i] = {levels[i].dqln, wi, fi, -1};
     if (i > 0) rate.dlnFrom[i - 1] = static_cast<int16_t>(levels[i].dlnFrom);
   }
   return rate;

@@ -5,10 +5,16 @@
 
 namespace orbel {
 
+// What one code stands for.
+struct G726Code {
+  int32_t dqln;  // RECONST: logarithm of the quantised difference, 7 fraction bits
+  int32_t wi;    // FUNCTW, 9 fraction bits
+  int32_t fi;    // FUNCTF, 9 fraction bits
+  int32_t sign;  // -1 for a negative difference, else 0
+};
+
 struct G726Rate {
-  int16_t dqln[32];     // RECONST: logarithm of the quantised difference, 7 fraction bits
-  int16_t fi[32];       // FUNCTF
-  int32_t wi[32];       // FUNCTW, times 32
+  G726Code codes[32];
   int16_t dlnFrom[15];  // QUAN: least logarithm of magnitudes 1, 2, ...; 32767 where there is none
 };
 

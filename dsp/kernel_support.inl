@@ -28,6 +28,15 @@ template <typename Vector>
   return reinterpret_cast<V4x32>(__builtin_shufflevector(v, V8x16{}, 4, 12, 5, 13, 6, 14, 7, 15));
 }
 
+// The halves in the upper 16 bits of lanes of 32.
+[[gnu::always_inline]] static inline V4x32 RaiseLow(V8x16 v) {
+  return reinterpret_cast<V4x32>(__builtin_shufflevector(V8x16{}, v, 0, 8, 1, 9, 2, 10, 3, 11));
+}
+
+[[gnu::always_inline]] static inline V4x32 RaiseHigh(V8x16 v) {
+  return reinterpret_cast<V4x32>(__builtin_shufflevector(V8x16{}, v, 4, 12, 5, 13, 6, 14, 7, 15));
+}
+
 // Two vectors as one at half the width, held at its limits.
 [[gnu::always_inline]] static inline V8x16 Narrow(V4x32 low, V4x32 high) {
   return __builtin_ia32_packssdw128(low, high);

@@ -29,10 +29,10 @@ music() {
   sox -R -D $parts -r 8000 -c 1 -b 16 "$work/$name.wav" norm -3
 }
 
-speech dock 3 en-us "Camera four. Motion at the loading dock."
-speech gate 3 en-gb "North gate. Please state your name."
-speech lobby 3.5 en-us "The lobby closes in five minutes. Good night."
-speech yard 2.5 en-gb "Vehicle in the yard. Two persons."
+speech dock 3.4 en-us "Camera four. Motion at the loading dock."
+speech gate 3.1 en-gb "North gate. Please state your name."
+speech lobby 3.8 en-us "The lobby closes in five minutes. Good night."
+speech yard 3 en-gb "Vehicle in the yard. Two persons."
 music chime C4 E4 G4 C5 G4 E4 C4
 music scale A3 B3 C4 D4 E4 F4 A4
 

@@ -41,17 +41,19 @@ PcmOutput::PcmOutput(const std::string& name, bool header, const CodedInput& inp
   isFile_ = fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode);
   try {
     if (input.IsSameFile(descriptor_)) throw FailureIn(name_, "is the input itself");
-    if (header_ && isFile_ && pcmBytes && *pcmBytes > kMostWavBytes)
-      throw TooLong(name_, *pcmBytes);
     if (name == "-") {
       if (isatty(descriptor_) != 0)
-        throw FailureIn(name_, "is a terminal; PCM goes to a file or pipe");
+        throw FailureIn(name_, "is a terminal; PCM goes to a file or a pipe");
       // Where others write as well (>>), the header is not ours to go back to.
       isFile_ = isFile_ && lseek(descriptor_, 0, SEEK_CUR) == 0 &&
                 (fcntl(descriptor_, F_GETFL) & O_APPEND) == 0;
-    } else {
-      removable_ = isFile_;
-      if (isFile_ && ftruncate(descriptor_, 0) != 0) throw SystemFailure(name_, errno);
+    }
+    removable_ = isFile_ && name != "-" && status.st_size == 0;
+    if (header_ && isFile_ && pcmBytes && *pcmBytes > kMostWavBytes)
+      throw TooLong(name_, *pcmBytes);
+    if (isFile_ && name != "-") {
+      removable_ = true;
+      if (ftruncate(descriptor_, 0) != 0) throw SystemFailure(name_, errno);
     }
     if (header_) WriteHead(promised_);
   } catch (...) {

@@ -17,7 +17,7 @@ test -f "$root/include/orbel/player.h"
 awk '/^```c$/ { on = 1; next } /^```/ { if (on) exit } on' "$source/README.md" >"$work/host.c"
 grep -q PlayerOpen "$work/host.c"
 
-flags=$(PKG_CONFIG_PATH=$libdir/pkgconfig PKG_CONFIG_SYSROOT_DIR="$work/root" \
+flags=$(PKG_CONFIG_PATH=$libdir/pkgconfig \
   pkg-config --cflags --libs orbel.audio.mpeg)
 # shellcheck disable=SC2086
 "$cc" -std=c11 -Wall -Wextra -Werror "$work/host.c" -o "$work/host" $flags
