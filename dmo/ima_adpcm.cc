@@ -27,8 +27,8 @@ inline int DecodeOne(int code, int* predictor, int* index) {
 }  // namespace
 
 void ImaStartBlock(ImaAdpcmState* state, uint8_t headerIndex) noexcept {
-  const int index = static_cast<int8_t>(headerIndex);
-  state->stepIndex = static_cast<int8_t>(std::clamp(index, 0, kLastStep));
+  // Signed: from 128 on it is negative, and so held at 0.
+  state->stepIndex = headerIndex < 128 ? std::min<int>(headerIndex, kLastStep) : 0;
 }
 
 void ImaDecode(ImaAdpcmState* state, const uint8_t* codes, uint32_t count,
@@ -43,7 +43,7 @@ void ImaDecode(ImaAdpcmState* state, const uint8_t* codes, uint32_t count,
     std::memcpy(samples + size_t{4} * i, pair, sizeof pair);
   }
   state->predictor = static_cast<int16_t>(predictor);
-  state->stepIndex = static_cast<int8_t>(index);
+  state->stepIndex = index;
 }
 
 }  // namespace orbel

@@ -11,7 +11,7 @@ inline constexpr uint32_t kImaHeaderBytes = 4;
 
 struct ImaAdpcmState {
   int16_t predictor;
-  int8_t stepIndex;  // 0 to 88
+  int32_t stepIndex;  // 0 to 88
 };
 
 // Takes the step index from a block's header (its third byte, signed, held

@@ -1,12 +1,11 @@
-// Every kernel, in the order in which the helpers need one another. Included
-// inside the namespace of a processor level.
+// Every kernel. Included inside the namespace of a processor level.
 
 #define DSP_DECLARE_VARIANT(name, params, args) int32_t name params;
 DSP_KERNELS(DSP_DECLARE_VARIANT)
 #undef DSP_DECLARE_VARIANT
 
 #include "dsp/kernel_support.inl"
-// Below: the primitives.
+
 #include "dsp/common.inl"
 #include "dsp/g711.inl"
 #include "dsp/g726.inl"

@@ -22,7 +22,8 @@
   X(dspZero_8u, (uint8_t * dst, int32_t length), (dst, length))
 
 // Vector arithmetic on 16 bits. A scale shifts results right by that many bits,
-// after adding half of the unit; results saturate.
+// after adding half of the unit, and may be of any size; a negative one gives -13.
+// A negative shift count gives -32. Results saturate.
 #define DSP_VECTOR_KERNELS(X)                                                                 \
   X(dspMulC_16s_Sfs,                                                                          \
     (const int16_t* src, int16_t value, int16_t* dst, int32_t length, int32_t scale),         \
@@ -52,7 +53,9 @@
   X(dspLinToMuLaw_16s8u, (const int16_t* src, uint8_t* dst, int32_t length),                  \
     (src, dst, length))
 
-// G.726 (ITU-T G.726). Codes lie one to a byte in the low bits.
+// G.726 (ITU-T G.726). Codes lie one to a byte in the low bits; higher bits are
+// ignored. Coder input is 14 bits wide, and so is linear decoder output. Unknown
+// modes and laws, and states that no Init has made, give -7.
 #define DSP_G726_KERNELS(X)                                                                   \
   X(dspEncoderSizeG726, (int32_t * size), (size))                                             \
   X(dspDecoderSizeG726, (int32_t * size), (size))                                             \
@@ -67,6 +70,18 @@
     (state, src, dst, length))
 
 // Speech analysis and synthesis (ITU-T G.729 and its Annex B).
+//
+// Gaussian   one sample is the sum of twelve draws of the generator, >> 7. `seed` is
+//            read and written.
+// Synthesis  1/A(z). `filter` is a[0] to a[10] with `scale` fraction bits, 12 or 13,
+//            else -13. `memory` is the last ten outputs, the newest last; it may lie
+//            right in front of `dst` and is not written. Every step holds at 32 bits;
+//            12 when any had to, the outputs being as the standard has them.
+// HighPass   scale 12: 140 Hz, halves the signal; 13: 100 Hz, doubles it; else -13.
+//            `state` is six words, zero at the start: the last two inputs, newest
+//            first, then the last two outputs likewise, each as two words (h, l) with
+//            the value h * 65536 + 2 * l.
+// Interpolate  the mean of two sets, each halved by itself and rounded down.
 #define DSP_SPEECH_KERNELS(X)                                                                 \
   X(dspGaussian_16s, (int16_t * seed, int16_t * dst, int32_t length), (seed, dst, length))    \
   X(dspSynthesis_16s,                                                                         \

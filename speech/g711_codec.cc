@@ -120,7 +120,7 @@ int32_t Encode(void* handle, SpeechPcmStream* pcm, SpeechBitstream* bits) {
     return SPEECH_ERR_FAILED;
   }
   auto* g711 = static_cast<G711Handle*>(handle);
-  if (pcm->data == nullptr || bits->data == nullptr) return SPEECH_ERR_FAILED;
+  if (pcm->data == nullptr || bits->data == nullptr) return SPEECH_ERR_NULL_ARGUMENT;
   if (g711->direction != 0 || g711->encoder.vad == 1) return SPEECH_ERR_FAILED;
 
   G711Compress(g711->encoder.frameLaw, pcm->data, bits->data, kG711FrameSamples);
@@ -134,6 +134,8 @@ int32_t Encode(void* handle, SpeechPcmStream* pcm, SpeechBitstream* bits) {
 int32_t Decode(void* handle, SpeechBitstream* bits, SpeechPcmStream* pcm) {
   if (pcm == nullptr) return SPEECH_ERR_NULL_ARGUMENT;
   if (handle == nullptr) return SPEECH_ERR_BAD_HANDLE;
+  // A handle whose Init failed over its direction may have no state behind it.
+  if (static_cast<G711Handle*>(handle)->direction != 1) return SPEECH_ERR_FAILED;
   G711DecoderState* const state = &static_cast<G711Handle*>(handle)->decoder;
   if (bits != nullptr) {
     if (G711DecodeFrame(state, bits->data, bits->frameType, pcm->data) != FRAME_OK)

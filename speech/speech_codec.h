@@ -4,8 +4,7 @@
 // stream ends. There is nothing else to release.
 //
 // A handle takes one call at a time; separate handles share nothing. No slot
-// allocates. Results are the SPEECH_... codes below; each slot checks its
-// arguments in the order of the codes that its comment lists.
+// allocates. Results are the SPEECH_... codes below.
 #pragma once
 
 #include <cstdint>
@@ -20,7 +19,7 @@ enum : int32_t {
   SPEECH_ERR_BAD_PCM_TYPE = -5,   // PCM other than 8000 Hz, 16 bits
   SPEECH_ERR_FAILED = -6,         // direction, size, too little input, a failed frame
   SPEECH_ERR_BAD_HANDLE = -7,     // null handle
-  SPEECH_ERR_BAD_BANK = -8,       // a bank without memory or too small
+  SPEECH_ERR_BAD_BANK = -8,       // a bank without memory, too small or misaligned
 };
 
 enum SpeechFrameType : int32_t {

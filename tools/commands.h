@@ -1,5 +1,5 @@
-// The commands. Each throws Failure, UsageFailure, ReaderGone or Interrupted
-// when it can't do its work.
+// The commands. Each throws Failure, UsageFailure or ReaderGone when it
+// can't do its work.
 #pragma once
 
 #include "tools/options.h"

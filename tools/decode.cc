@@ -4,7 +4,6 @@
 
 #include "tools/coded_input.h"
 #include "tools/commands.h"
-#include "tools/failure.h"
 #include "tools/pcm_output.h"
 #include "tools/player_stream.h"
 #include "tools/progress.h"
@@ -36,7 +35,6 @@ std::string Statistics(const Options& options, const StreamForm& form, uint64_t 
 
 void RunDecode(const Options& options) {
   const auto start = std::chrono::steady_clock::now();
-  HoldSignals();
   const auto input = OpenCodedInput(options, 0);
   const StreamForm& form = input->Form();
   Progress progress(form);
@@ -48,7 +46,6 @@ void RunDecode(const Options& options) {
 
   uint64_t samples = 0;
   for (Unit unit; input->Next(&unit);) {
-    ThrowIfInterrupted();
     output.Write(stream.Decode(unit));
     if (input->MayWait()) output.Flush();
     samples += unit.pcmSamples;

@@ -22,20 +22,10 @@ struct UsageFailure : std::runtime_error {
 // Whoever reads our pipe has closed it and wants no more: no line, exit code 0.
 struct ReaderGone {};
 
-// The user or the system asked us to stop: we end by the same signal.
-struct Interrupted {
-  int signal;
-};
-
 // "NAME: what" and "NAME: what (byte N)".
 Failure FailureIn(const std::string& name, const std::string& what);
 Failure FailureAt(const std::string& name, const std::string& what, uint64_t position);
 // "NAME: the system's text for errorCode".
 Failure SystemFailure(const std::string& name, int errorCode);
-
-// From here on SIGINT, SIGTERM and SIGHUP only set a mark, so that what was
-// half written can be removed. ThrowIfInterrupted then throws Interrupted.
-void HoldSignals();
-void ThrowIfInterrupted();
 
 }  // namespace orbel::tool

@@ -56,7 +56,6 @@ size_t InputFile::ReadSome() {
     if (errno != EINTR)
       throw FailureAt(name_, std::string("can't be read: ") + std::strerror(errno),
                       position_ + end_ - begin_);
-    ThrowIfInterrupted();
   }
 }
 

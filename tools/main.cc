@@ -50,10 +50,6 @@ int main(int count, char** words) {
     return Complain(1, failure.what());
   } catch (const ReaderGone&) {
     return 0;
-  } catch (const Interrupted& interrupted) {
-    std::signal(interrupted.signal, SIG_DFL);
-    std::raise(interrupted.signal);
-    return 1;
   } catch (const std::bad_alloc&) {
     return Complain(1, "out of memory");
   } catch (const std::exception& failure) {

@@ -5,7 +5,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 
 #include "tools/coded_input.h"
@@ -20,6 +22,28 @@ constexpr size_t kKeptBytes = 64 * 1024;
 Failure TooLong(const std::string& name, uint64_t bytes) {
   return FailureIn(
       name, std::to_string(bytes) + " bytes of PCM, more than a WAV file holds (4 GB); use --raw");
+}
+
+// The file to remove should a signal end the process, or null.
+std::atomic<const char*> unfinished{nullptr};
+
+// Calls only what a handler may call. The signal is the system's own again when
+// it comes here, and ends the process.
+void RemoveUnfinished(int signal) {
+  if (const char* const name = unfinished) unlink(name);
+  std::raise(signal);
+}
+
+void WatchSignals() {
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    struct sigaction action = {};
+    sigaction(signal, nullptr, &action);
+    if (action.sa_handler == SIG_IGN) continue;  // nohup and the like
+    action = {};
+    action.sa_handler = RemoveUnfinished;
+    action.sa_flags = static_cast<int>(SA_RESETHAND | SA_NODEFER);
+    sigaction(signal, &action, nullptr);
+  }
 }
 
 }  // namespace
@@ -48,11 +72,12 @@ PcmOutput::PcmOutput(const std::string& name, bool header, const CodedInput& inp
       isFile_ = isFile_ && lseek(descriptor_, 0, SEEK_CUR) == 0 &&
                 (fcntl(descriptor_, F_GETFL) & O_APPEND) == 0;
     }
-    removable_ = isFile_ && name != "-" && status.st_size == 0;
+    WatchSignals();
+    SetRemovable(isFile_ && name != "-" && status.st_size == 0);
     if (header_ && isFile_ && pcmBytes && *pcmBytes > kMostWavBytes)
       throw TooLong(name_, *pcmBytes);
     if (isFile_ && name != "-") {
-      removable_ = true;
+      SetRemovable(true);
       if (ftruncate(descriptor_, 0) != 0) throw SystemFailure(name_, errno);
     }
     if (header_) WriteHead(promised_);
@@ -64,10 +89,15 @@ PcmOutput::PcmOutput(const std::string& name, bool header, const CodedInput& inp
 
 PcmOutput::~PcmOutput() { Discard(); }
 
+void PcmOutput::SetRemovable(bool removable) {
+  removable_ = removable;
+  unfinished = removable ? name_.c_str() : nullptr;
+}
+
 void PcmOutput::Discard() {
   if (removable_) unlink(name_.c_str());
+  SetRemovable(false);
   if (descriptor_ > STDERR_FILENO) close(descriptor_);
-  removable_ = false;
   descriptor_ = -1;
 }
 
@@ -97,11 +127,9 @@ void PcmOutput::WriteBytes(std::span<const uint8_t> bytes) {
     const ssize_t now = write(descriptor_, bytes.data(), bytes.size());
     if (now >= 0) {
       bytes = bytes.subspan(static_cast<size_t>(now));
-    } else if (errno == EINTR) {
-      ThrowIfInterrupted();
     } else if (errno == EPIPE) {
       throw ReaderGone{};
-    } else {
+    } else if (errno != EINTR) {
       throw FailureAt(name_, std::string("can't be written: ") + std::strerror(errno),
                       static_cast<uint64_t>(std::max<off_t>(lseek(descriptor_, 0, SEEK_CUR), 0)));
     }
@@ -122,7 +150,7 @@ void PcmOutput::Finish() {
     const int errorCode = errno;
     throw SystemFailure(name_, errorCode);
   }
-  removable_ = false;
+  SetRemovable(false);
 }
 
 }  // namespace orbel::tool

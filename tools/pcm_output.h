@@ -12,6 +12,7 @@ namespace orbel::tool {
 
 class CodedInput;
 
+// One at a time.
 class PcmOutput {
  public:
   // Opens the output and, with `header`, writes a WAV header. "-" is standard
@@ -19,7 +20,8 @@ class PcmOutput {
   // replaced, but never the input's own. Throws Failure.
   PcmOutput(const std::string& name, bool header, const CodedInput& input,
             std::optional<uint64_t> pcmBytes);
-  // Removes a file that Finish has not completed. Pipes and devices stay.
+  // Removes a file that Finish has not completed, as a signal that ends the
+  // process does. Pipes and devices stay.
   ~PcmOutput();
   PcmOutput(const PcmOutput&) = delete;
   PcmOutput& operator=(const PcmOutput&) = delete;
@@ -35,6 +37,7 @@ class PcmOutput {
 
  private:
   void WriteBytes(std::span<const uint8_t> bytes);
+  void SetRemovable(bool removable);
   void Discard();
   void WriteHead(std::optional<uint64_t> pcmBytes);
 

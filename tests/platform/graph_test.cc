@@ -2,6 +2,7 @@
 // made for the test.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <vector>
 
@@ -213,7 +214,7 @@ class GraphTest : public testing::Test {
     const HRESULT result = source->Pin().GetDeliveryBuffer(sample.Receive());
     if (result < 0) return result;
     uint8_t* const data = sample->GetPointer();
-    std::memcpy(data, text, std::strlen(text));
+    std::copy(text, text + std::strlen(text), data);
     sample->SetActualDataLength(static_cast<int32_t>(std::strlen(text)));
     sample->SetTime(100, 130);
     return source->Pin().Deliver(sample.Get());

@@ -50,8 +50,11 @@ class PlayerTest : public testing::Test {
 };
 
 TEST_F(PlayerTest, StartsZeroedAndOpensRunning) {
-  const Player zero = {};
-  EXPECT_EQ(std::memcmp(player, &zero, sizeof zero), 0);
+  ExpectClosed();
+  EXPECT_EQ(player->running, 0);
+  EXPECT_EQ(player->fixedSampleSize, 0);
+  EXPECT_EQ(player->decodedData, nullptr);
+  EXPECT_EQ(player->decodedSize, 0);
   ASSERT_EQ(PlayerOpen(player, 495, 0, 160, 1), 0);
   EXPECT_EQ(player->running, 1);
   EXPECT_EQ(player->fixedSampleSize, 160);

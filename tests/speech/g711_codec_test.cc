@@ -244,13 +244,32 @@ TEST(G711Codec, Encode) {
                           {{data, 0, 8000, 16, 32000}, -4, 0},
                           {{data, 159, 8000, 16, 64000}, -6, 0},
                           {{data, -1, 8000, 16, 64000}, -6, 0},
-                          {{nullptr, 160, 8000, 16, 64000}, -6, 160}}) {
+                          {{nullptr, 160, 8000, 16, 64000}, -1, 160}}) {
       SpeechPcmStream pcm = c.pcm;
       SpeechBitstream bits = {bytes.data(), -1, -1, -1};
       EXPECT_EQ(law.table->Encode(encoder.handle, &pcm, &bits), c.status);
       EXPECT_EQ(pcm.byteCount, c.byteCount);
       EXPECT_EQ(bits.byteCount, -1);
     }
+  }
+}
+
+// A failed Init leaves a handle in a bank that need not hold a state.
+TEST(G711Codec, DecodeRefusesAHandleWithoutAState) {
+  for (const int32_t direction : {0, 2, -1}) {
+    alignas(32) uint8_t memory[16384] = {};
+    SpeechCodecOptions options = {};
+    options.direction = direction;
+    options.modes.bitRate = 64000;
+    SpeechMemBank bank = {memory, sizeof memory, 32, 0, 0};
+    void* handle = nullptr;
+    const int32_t result = kSpeechCodecG711A.Init(&options, &bank, &handle);
+    EXPECT_EQ(result, direction == 0 ? SPEECH_OK : SPEECH_ERR_FAILED);
+    ASSERT_NE(handle, nullptr);
+    int16_t samples[80];
+    SpeechPcmStream pcm = {samples, 7, 0, 0, 0};
+    EXPECT_EQ(kSpeechCodecG711A.Decode(handle, nullptr, &pcm), SPEECH_ERR_FAILED);
+    EXPECT_EQ(pcm.byteCount, 7);
   }
 }
 

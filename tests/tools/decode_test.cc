@@ -223,10 +223,13 @@ TEST(Decode, PipesAndSampleSizesChangeNothing) {
 TEST(Decode, LivePipeIsNotHeldBack) {
   const Workplace work;
   work.Put("in", Noise(160, 3));
+  // The feeder goes on when the reader has its 20 ms, or much too late.
   const ToolResult result = work.Shell(
-      "mkfifo live; { cat in; cat live; } | orbel decode - -o - --raw --format mulaw | "
-      "{ head -c 320 | wc -c; exec 3>live; exec 3>&-; }");
+      "mkfifo live; { cat in; timeout 10 head -c 1 live || touch late; } | "
+      "orbel decode - -o - --raw --format mulaw | "
+      "{ head -c 320 | wc -c; exec 3<>live; echo >&3; cat >/dev/null; }");
   EXPECT_EQ(std::stoi(result.out), 320) << result.err;
+  EXPECT_FALSE(work.Has("late"));
 }
 
 TEST(Decode, ImaBlocksKeepTheSound) {
@@ -272,6 +275,10 @@ TEST(Info, CountsAndLevels) {
   const ToolResult silence = work.Orbel("info --json --format mulaw silence tone");
   EXPECT_NE(silence.out.find("\"rmsDbfs\": null"), std::string::npos) << silence.out;
   EXPECT_EQ(std::count(silence.out.begin(), silence.out.end(), '\n'), 2);
+
+  const ToolResult decoded = work.Orbel("decode --json --format mulaw tone -o o.wav");
+  for (const char* field : {"\"output\": \"o.wav\"", "\"samples\": 8000", "\"timesRealTime\": "})
+    EXPECT_NE(decoded.out.find(field), std::string::npos) << field << " in " << decoded.out;
 
   const ToolResult text = work.Orbel("info '" + kSamples + "/gate-alaw.wav'");
   EXPECT_NE(text.out.find("G.711 A-law, WAV, 8000 Hz"), std::string::npos) << text.out;
