@@ -157,6 +157,7 @@ HRESULT Caudiodecoder::DecodeSpeech(const Input& input, uint8_t* output, uint32_
     const uint32_t wanted = input.sampleSize - consumed;
     const uint32_t there = consumed < input.length ? input.length - consumed : 0;
     const uint32_t space = room - produced;
+    if (there == 0 && space == 0) break;  // zeros to decode, nowhere to put them
 
     SpeechBitstream bits = {};
     if (there >= format.frameBytes) {
@@ -178,7 +179,8 @@ HRESULT Caudiodecoder::DecodeSpeech(const Input& input, uint8_t* output, uint32_
     if (!direct) std::memcpy(output + produced, pcmFrame, made);
     produced += made;
     if (bits.byteCount <= 0) break;
-    consumed += static_cast<uint32_t>(bits.byteCount);
+    // A part frame takes a whole one's bytes.
+    consumed += std::min(static_cast<uint32_t>(bits.byteCount), wanted);
   }
   if (produced < room) std::memset(output + produced, 0, room - produced);
   return S_OK;
@@ -201,6 +203,7 @@ HRESULT Caudiodecoder::DecodeAdpcm(const Input& input, uint8_t* output, uint32_t
     uint32_t now = input.sampleSize - consumed;
     const uint32_t there = consumed < input.length ? input.length - consumed : 0;
     const uint32_t space = room - produced;
+    if (there == 0 && space == 0) break;
     const uint32_t whole = std::min({now, there, space / 4});
     if (whole > 0) {
       now = whole;

@@ -23,9 +23,12 @@ HRESULT Answer(uint32_t stream, uint32_t* out, uint32_t value) {
 
 }  // namespace
 
-MediaObjectBase::MediaObjectBase(const Traits& traits) noexcept : traits_(traits) { HoldModule(); }
+MediaObjectBase::ModuleUse::ModuleUse() noexcept { HoldModule(); }
+MediaObjectBase::ModuleUse::~ModuleUse() { LetModuleGo(); }
 
-MediaObjectBase::~MediaObjectBase() { LetModuleGo(); }
+MediaObjectBase::MediaObjectBase(const Traits& traits) noexcept : traits_(traits) {}
+
+MediaObjectBase::~MediaObjectBase() = default;
 
 // ---- the object system ---------------------------------------------------
 
@@ -125,11 +128,13 @@ bool MediaObjectBase::TakesOutput(const DMO_MEDIA_TYPE& type) const noexcept {
 HRESULT MediaObjectBase::SetType(bool isInput, const DMO_MEDIA_TYPE* type,
                                  uint32_t flags) noexcept {
   if (flags > (DMO_SET_TYPEF_TEST_ONLY | DMO_SET_TYPEF_CLEAR)) return E_INVALIDARG;
+  const bool clear = (flags & DMO_SET_TYPEF_CLEAR) != 0;
+  if (type == nullptr && !clear) return E_POINTER;
   AutoLock held(lock_);
   MediaType& stored = isInput ? inputType_ : outputType_;
   bool& isSet = isInput ? inputSet_ : outputSet_;
 
-  if ((flags & DMO_SET_TYPEF_CLEAR) != 0) {
+  if (clear) {
     stored.Clear();
     isSet = false;
     typesSet_ = inputSet_ && outputSet_;
@@ -139,7 +144,6 @@ HRESULT MediaObjectBase::SetType(bool isInput, const DMO_MEDIA_TYPE* type,
     }
     return S_OK;
   }
-  if (type == nullptr) return E_POINTER;
   if (!(isInput ? TakesInput(*type) : TakesOutput(*type))) return DMO_E_INVALIDTYPE;
   if ((flags & DMO_SET_TYPEF_TEST_ONLY) != 0) return S_OK;
   if (stored.Copy(*type) != S_OK) return E_OUTOFMEMORY;

@@ -113,6 +113,13 @@ class MediaObjectBase : public IMediaObject, public IDispatch {
   HRESULT HoldInput(IMediaBuffer* buffer, int64_t timestamp, int64_t timeLength) noexcept;
   HRESULT MakeOutput(uint32_t flags, DMO_OUTPUT_DATA_BUFFER* output) noexcept;
 
+  // Holds the module; declared first, so that it lets go last.
+  struct ModuleUse {
+    ModuleUse() noexcept;
+    ~ModuleUse();
+  };
+
+  ModuleUse moduleUse_;
   const Traits& traits_;
   ReferenceCount references_;
 

@@ -274,7 +274,9 @@ template <int kBits>
   const uint32_t plain = pcm ^ inversion;
   const int32_t place =
       (plain & 0x80) != 0 ? static_cast<int32_t>(plain) : 127 - static_cast<int32_t>(plain & 0x7F);
-  const int32_t moved = Clamp(again < wanted ? place + 1 : place - 1, 0, 255);
+  // Down from mu-law's plus zero lies -1, not the minus zero, which is as high.
+  const int32_t down = !aLaw && place == 128 ? 126 : place - 1;
+  const int32_t moved = Clamp(again < wanted ? place + 1 : down, 0, 255);
   const uint32_t movedPlain = static_cast<uint32_t>(moved >= 128 ? moved : 127 - moved);
   return movedPlain ^ inversion;
 }

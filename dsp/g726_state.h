@@ -31,14 +31,6 @@ struct G726Adaptation {
   int32_t td;               // tone detected, 0 or 1
 };
 
-// A delayed signal value as the recommendation's 11-bit word: sign, exponent of 4
-// bits, mantissa of 6. The state's own form has the sign in bit 15 and leaves out
-// the mantissa's top bit, which is always set; so its exponent begins at bit 5.
-constexpr int32_t G726DelayedWord(int16_t shortFloat) {
-  const int32_t sign = shortFloat < 0 ? 1 << 10 : 0;
-  return sign | (shortFloat >> 5 & 15) << 6 | 32 | (shortFloat & 31);
-}
-
 struct G726EncoderState {
   int32_t mode;
   int32_t reserved;

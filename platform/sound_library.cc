@@ -2,6 +2,7 @@
 
 #include <dlfcn.h>
 
+#include <cstdarg>
 #include <mutex>
 
 namespace orbel {
@@ -16,6 +17,9 @@ constexpr int kAccessInterleaved = 3;
 constexpr unsigned kLatencyMicroseconds = 200000;
 constexpr int kMostRecoveries = 8;
 
+using ErrorHandler = void (*)(const char* file, int line, const char* function, int error,
+                              const char* format, va_list arguments);
+
 struct Functions {
   int (*open)(void** pcm, const char* name, int stream, int mode);
   int (*close)(void* pcm);
@@ -26,11 +30,27 @@ struct Functions {
   int (*recover)(void* pcm, int error, int silent);
   int (*drop)(void* pcm);
   int (*prepare)(void* pcm);
-  // Sets who hears of the library's troubles.
-  int (*setErrorHandler)(void (*handler)(const char*, int, const char*, int, const char*, ...));
+  // Sets who hears of the library's troubles on the calling thread; gives back
+  // who did before.
+  ErrorHandler (*setErrorHandler)(ErrorHandler handler);
 };
 
-void SayNothing(const char*, int, const char*, int, const char*, ...) {}
+void SayNothing(const char*, int, const char*, int, const char*, va_list) {}
+
+// Keeps the library from printing complaints to standard error during a call,
+// and leaves the host's own handlers as they are.
+class Quiet {
+ public:
+  explicit Quiet(const Functions* library) noexcept
+      : library_(library), before_(library->setErrorHandler(&SayNothing)) {}
+  ~Quiet() { library_->setErrorHandler(before_); }
+  Quiet(const Quiet&) = delete;
+  Quiet& operator=(const Quiet&) = delete;
+
+ private:
+  const Functions* library_;
+  ErrorHandler before_;
+};
 
 template <class F>
 bool Find(void* library, const char* name, F* function) {
@@ -47,7 +67,7 @@ bool Load(Functions* f) {
       Find(library, "snd_pcm_writei", &f->writei) &&
       Find(library, "snd_pcm_recover", &f->recover) && Find(library, "snd_pcm_drop", &f->drop) &&
       Find(library, "snd_pcm_prepare", &f->prepare) &&
-      Find(library, "snd_lib_error_set_handler", &f->setErrorHandler))
+      Find(library, "snd_lib_error_set_local", &f->setErrorHandler))
     return true;
   dlclose(library);
   return false;
@@ -70,8 +90,7 @@ bool SoundDevice::Open() noexcept {
   Close();
   const Functions* const library = Library();
   if (library == nullptr) return false;
-  // The library would print its own complaints to standard error.
-  library->setErrorHandler(&SayNothing);
+  const Quiet quiet(library);
   void* pcm = nullptr;
   if (library->open(&pcm, "default", kStreamPlayback, kModeNonBlock) < 0) return false;
   if (library->nonblock(pcm, 0) < 0) {
@@ -84,14 +103,18 @@ bool SoundDevice::Open() noexcept {
 
 void SoundDevice::Close() noexcept {
   if (pcm_ == nullptr) return;
-  Library()->close(pcm_);
+  const Functions* const library = Library();
+  const Quiet quiet(library);
+  library->close(pcm_);
   pcm_ = nullptr;
   configured_ = false;
 }
 
 bool SoundDevice::Configure(uint32_t channels, uint32_t rate) noexcept {
   if (pcm_ == nullptr) return false;
-  configured_ = Library()->setParams(pcm_, kFormatS16Le, kAccessInterleaved, channels, rate, 1,
+  const Functions* const library = Library();
+  const Quiet quiet(library);
+  configured_ = library->setParams(pcm_, kFormatS16Le, kAccessInterleaved, channels, rate, 1,
                                      kLatencyMicroseconds) >= 0;
   frameSamples_ = channels;
   return configured_;
@@ -100,6 +123,7 @@ bool SoundDevice::Configure(uint32_t channels, uint32_t rate) noexcept {
 int64_t SoundDevice::Write(const int16_t* samples, int64_t frames) noexcept {
   if (!configured_) return 0;
   const Functions* const library = Library();
+  const Quiet quiet(library);
   int64_t done = 0;
   for (int recoveries = 0; done < frames && recoveries < kMostRecoveries;) {
     const long written = library->writei(pcm_, samples + done * frameSamples_,
@@ -116,8 +140,10 @@ int64_t SoundDevice::Write(const int16_t* samples, int64_t frames) noexcept {
 
 void SoundDevice::Drop() noexcept {
   if (!configured_) return;
-  Library()->drop(pcm_);
-  Library()->prepare(pcm_);
+  const Functions* const library = Library();
+  const Quiet quiet(library);
+  library->drop(pcm_);
+  library->prepare(pcm_);
 }
 
 }  // namespace orbel

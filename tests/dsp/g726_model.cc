@@ -182,6 +182,7 @@ int G726Model::DecodeToLaw(int code, bool aLaw) {
   const int again = CodeOf((below ? -level : level) - se_);
   const auto place = std::find(ladder.begin(), ladder.end(), sp);
   if (Rank(again) < Rank(code) && place + 1 != ladder.end()) return place[1];
+  if (Rank(again) > Rank(code) && sp == 0xFF && !aLaw) return 0x7E;  // skips the minus zero
   if (Rank(again) > Rank(code) && place != ladder.begin()) return place[-1];
   return sp;
 }

@@ -16,6 +16,14 @@
 namespace orbel {
 namespace {
 
+// A delayed signal value as the recommendation's 11-bit word: sign, exponent of 4
+// bits, mantissa of 6. The state's own form has the sign in bit 15 and leaves out
+// the mantissa's top bit, which is always set; so its exponent begins at bit 5.
+constexpr int32_t G726DelayedWord(int16_t shortFloat) {
+  const int32_t sign = shortFloat < 0 ? 1 << 10 : 0;
+  return sign | (shortFloat >> 5 & 15) << 6 | 32 | (shortFloat & 31);
+}
+
 constexpr int32_t kModes[] = {kG726Mode16k, kG726Mode24k, kG726Mode32k, kG726Mode40k};
 
 std::vector<uint8_t> Unpack(const std::vector<uint8_t>& bytes, int bits) {
@@ -253,6 +261,16 @@ TEST(G726, RefusesWhatItDoesNotKnow) {
   ASSERT_EQ(dspDecoderInitG726(&decoder, kG726Mode32k, kG726Linear), kDspOk);
   EXPECT_EQ(dspDecodeG726_8u16s(&decoder, &code, &sample, 0), kDspBadLength);
   EXPECT_EQ(dspDecodeG726_8u16s(&decoder, nullptr, &sample, 0), kDspNullPointer);
+}
+
+// Going down from mu-law's plus zero (0xFF) gives the code below both zeros.
+TEST(G726, AdjustmentSkipsTheMinusZero) {
+  G726DecoderState state;
+  ASSERT_EQ(dspDecoderInitG726(&state, kG726Mode40k, kG726MuLaw), kDspOk);
+  const uint8_t codes[3] = {14, 12, 29};
+  int16_t out[3] = {};
+  ASSERT_EQ(dspDecodeG726_8u16s(&state, codes, out, 3), kDspOk);
+  EXPECT_EQ(out[2], 0x7E);
 }
 
 }  // namespace

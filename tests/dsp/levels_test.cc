@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <iostream>
 #include <memory>
 #include <set>
 #include <string>
@@ -29,7 +30,17 @@ size_t FirstDifference(const CaseBuffers& one, const CaseBuffers& other) {
   return at;
 }
 
+// The processor's own features, whatever an earlier test has left behind.
+void DetectHere() {
+  DspSetProcessor(kDspThisProcessor);
+  dspInit();
+  ASSERT_NE(dspFeatures & kDspSse2, 0U);
+  for (int level = 1; level < kDspLevels; ++level)
+    if (!RunsHere(level)) std::cout << "level " << level << " does not run on this processor\n";
+}
+
 TEST(Levels, EqualLevelZero) {
+  DetectHere();
   const auto input = std::make_unique<CaseBuffers>();
   const auto want = std::make_unique<CaseBuffers>();
   const auto got = std::make_unique<CaseBuffers>();
@@ -54,13 +65,11 @@ TEST(Levels, EqualLevelZero) {
       }
     }
   }
-  int levels = 0;
-  for (int level = 0; level < kDspLevels; ++level) levels += RunsHere(level);
-  RecordProperty("levels", levels);
 }
 
 // What a primitive may write: its own elements and nothing behind or before them.
 TEST(Levels, WriteOnlyTheirElements) {
+  DetectHere();
   const auto input = std::make_unique<CaseBuffers>();
   const auto after = std::make_unique<CaseBuffers>();
   input->Fill(4, false);
@@ -73,8 +82,10 @@ TEST(Levels, WriteOnlyTheirElements) {
         constexpr int32_t kOffset = 5;
         *after = *input;
         run.run(level, *after, kOffset, length);
+        ASSERT_EQ(std::memcmp(after->filter, input->filter, sizeof input->filter), 0);
         for (int32_t i = 0; i < kCaseRoom; ++i) {
           ASSERT_EQ(after->first[i], input->first[i]) << run.primitive;
+          ASSERT_EQ(after->second[i], input->second[i]) << run.primitive;
           ASSERT_EQ(after->codes[i], input->codes[i]) << run.primitive;
           if (i >= kOffset && i < kOffset + length + end) continue;
           ASSERT_EQ(after->out[i], input->out[i]) << run.primitive << " length " << length;

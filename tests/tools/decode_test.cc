@@ -130,24 +130,27 @@ void ExpectWav(const Bytes& wav, const Pcm& pcm, const std::string& what) {
   EXPECT_TRUE(AsPcm(wav, 44) == pcm) << what;
 }
 
-const std::string kSamples = ORBEL_SAMPLES;
+const std::string kSamples = ORBEL_SAMPLES "/";
+
+ToolResult DecodeSample(const Workplace& work, const std::string& file, const std::string& words) {
+  return work.Orbel("decode '" + kSamples + file + "'" + words + " -o o.wav");
+}
 
 TEST(Decode, EverySampleFile) {
   const Workplace work;
-  const Bytes list = ReadFile(kSamples + "/list.txt");
+  const Bytes list = ReadFile(kSamples + "list.txt");
   std::istringstream lines(std::string(list.begin(), list.end()));
   int files = 0;
   for (std::string line; std::getline(lines, line); ++files) {
     const std::string file = line.substr(0, line.find(' '));
     const std::string words = line.substr(file.size());
     std::string options = words;
-    Bytes coded = ReadFile(kSamples + "/" + file);
+    Bytes coded = ReadFile(kSamples + file);
     if (file.ends_with(".wav")) {
       options = file;                                  // tells the law
       coded.erase(coded.begin(), coded.begin() + 58);  // RIFF, 18 bytes of format, fact, data
     }
-    const ToolResult result =
-        work.Orbel("decode '" + kSamples + "/" + file + "'" + words + " -o o.wav");
+    const ToolResult result = DecodeSample(work, file, words);
     ASSERT_EQ(result.exitCode, 0) << line << result.err;
     EXPECT_EQ(result.out + result.err, "") << line;
     ExpectWav(work.Get("o.wav"), Expected(options, coded), line);
@@ -280,7 +283,7 @@ TEST(Info, CountsAndLevels) {
   for (const char* field : {"\"output\": \"o.wav\"", "\"samples\": 8000", "\"timesRealTime\": "})
     EXPECT_NE(decoded.out.find(field), std::string::npos) << field << " in " << decoded.out;
 
-  const ToolResult text = work.Orbel("info '" + kSamples + "/gate-alaw.wav'");
+  const ToolResult text = work.Orbel("info '" + kSamples + "gate-alaw.wav'");
   EXPECT_NE(text.out.find("G.711 A-law, WAV, 8000 Hz"), std::string::npos) << text.out;
   EXPECT_NE(text.out.find("3.100 s, 24800 samples"), std::string::npos) << text.out;
 }
