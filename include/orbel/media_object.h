@@ -74,7 +74,7 @@ constexpr bool operator!=(const GUID& a, const GUID& b) noexcept { return !(a ==
 #define ORBEL_REFGUID const GUID*
 #endif
 
-/* The decoders. */
+/* The decoders. CLSID_aacdecoder is reserved: this version does not have it. */
 ORBEL_GUID(CLSID_aacdecoder, 0x9e1ab3ba, 0x0291, 0x4f10, 0x9a, 0x29, 0x91, 0xfd, 0xb8, 0xa1, 0x60,
            0x4f);
 ORBEL_GUID(CLSID_audiodecoder, 0x12c0d256, 0x6387, 0x40fd, 0xbe, 0xe4, 0x9f, 0x02, 0x53, 0xfc, 0x7d,
@@ -326,11 +326,12 @@ extern "C" {
 
 /* The class factory (IClassFactory) of CLSID_audiodecoder. Needs no
  * initialised thread. CLASS_E_CLASSNOTAVAILABLE for another class,
- * E_POINTER, E_NOINTERFACE, E_OUTOFMEMORY. */
+ * E_POINTER, E_NOINTERFACE. */
 ORBEL_API HRESULT DllGetClassObject(ORBEL_REFGUID classId, ORBEL_REFGUID iid,
                                     void** object) ORBEL_NOEXCEPT;
 
-/* S_OK while no media object and no factory lock is alive, else S_FALSE. */
+/* S_OK while no media object, no factory reference and no server lock is
+ * alive, else S_FALSE. */
 ORBEL_API HRESULT DllCanUnloadNow(void) ORBEL_NOEXCEPT;
 
 #ifdef __cplusplus

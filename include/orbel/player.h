@@ -35,7 +35,8 @@ typedef struct Player Player;
 
 /* What the coded bytes are (formatId of PlayerOpen). */
 enum {
-  ORBEL_FORMAT_AAC = 255,      /* MPEG-4 AAC family; rateIndex tells the rate */
+  ORBEL_FORMAT_AAC = 255,      /* MPEG-4 AAC family; rateIndex tells the rate.
+                                  No decoder for it yet: PlayerOpen gives -2  */
   ORBEL_FORMAT_MULAW = 495,    /* G.711 mu-law, 8000 Hz, 1 byte a sample      */
   ORBEL_FORMAT_ALAW = 496,     /* G.711 A-law, 8000 Hz, 1 byte a sample       */
   ORBEL_FORMAT_G726_32 = 751,  /* G.726 at 32 kbit/s, 8000 Hz, 2 samples a
@@ -51,19 +52,22 @@ enum {
   ORBEL_OPEN_OK = 0,
   ORBEL_OPEN_NO_GRAPH = -1,     /* no graph: the thread is not initialised
                                    (CoInitializeEx), no memory, or no player  */
-  ORBEL_OPEN_NO_DECODER = -2,   /* the decoder could not be made              */
-  ORBEL_OPEN_NO_RENDERER = -3,  /* no sound library or no sound device        */
+  ORBEL_OPEN_NO_DECODER = -2,   /* there is no decoder, or no memory for it   */
+  ORBEL_OPEN_NO_RENDERER = -3,  /* no sound library, no sound device, or no
+                                   memory                                     */
   ORBEL_OPEN_NOT_ADDED = -4,    /* the renderer could not enter the graph     */
-  ORBEL_OPEN_NOT_CONNECTED = -5 /* the decoder refuses the format, or a buffer
-                                  for this sampleSize can't be had           */
+  ORBEL_OPEN_NOT_CONNECTED = -5 /* the decoder refuses the format, a buffer for
+                                   this sampleSize can't be had, or the sound
+                                   device can't play the rate                 */
 };
 
 /* Results of the two render functions. */
 enum {
   ORBEL_RENDER_OK = 0,        /* taken; a damaged sample is taken too, and
                                  simply gives no sound                       */
-  ORBEL_RENDER_REJECTED = -1, /* not the sampleSize of the open, data is null,
-                                 or no buffer could be had                   */
+  ORBEL_RENDER_REJECTED = -1, /* data is null, a telephony stream was opened
+                                 without a sampleSize, or no buffer could be
+                                 had                                         */
   ORBEL_RENDER_CLOSED = -2,   /* the player is null or not open              */
   ORBEL_RENDER_SIZE = -3      /* size is negative, differs from a sampleSize
                                  above 0, or is above 8191 without one       */
@@ -90,8 +94,8 @@ ORBEL_API void DisposePlayer(Player* player) ORBEL_NOEXCEPT;
  *
  * Returns ORBEL_OPEN_OK or the step that failed; after a failure the player
  * is closed and may be opened again. An open player must be closed before it
- * is opened again: otherwise the first stream's graph can never be freed and
- * the new one is not started. */
+ * is opened again: otherwise the first stream's graph can never be freed, and
+ * no later one is started until PlayerReset. */
 ORBEL_API int32_t PlayerOpen(Player* player, int32_t formatId, int32_t rateIndex,
                              int32_t sampleSize, int32_t callbackMode) ORBEL_NOEXCEPT;
 
@@ -107,8 +111,9 @@ ORBEL_API void PlayerReset(Player* player) ORBEL_NOEXCEPT;
  * in decibels: 32768 is -50 dB.
  *
  * Returns 0; 10000 on a closed or null player; a negative platform code when
- * the volume is out of range (0x80070057) or the stream is not played but
- * called back (0x80004001). */
+ * the volume is below 0 (0x80070057; the least few values count as 0) or the
+ * stream is not played but called back (0x80004001). Values from 65536 to
+ * 214748 count as 65535. */
 ORBEL_API int32_t PlayerSetVolume(Player* player, int32_t volume) ORBEL_NOEXCEPT;
 
 /* Decodes one sample, and plays it where the player was opened to play.
