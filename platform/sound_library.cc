@@ -115,7 +115,7 @@ bool SoundDevice::Configure(uint32_t channels, uint32_t rate) noexcept {
   const Functions* const library = Library();
   const Quiet quiet(library);
   configured_ = library->setParams(pcm_, kFormatS16Le, kAccessInterleaved, channels, rate, 1,
-                                     kLatencyMicroseconds) >= 0;
+                                   kLatencyMicroseconds) >= 0;
   frameSamples_ = channels;
   return configured_;
 }
