@@ -25,7 +25,7 @@ report() { # what ours theirs tool
 }
 
 megabytes=${PEERS_MEGABYTES:-1024}
-echo "G.711 expansion of $megabytes MB to WAV, user CPU seconds"
+echo "G.711 expansion of $megabytes MB to PCM thrown away, user CPU seconds"
 head -c $((megabytes * 1048576)) /dev/urandom >"$work/in.ul"
 ours=$(user_seconds "$orbel" decode "$work/in.ul" --format mulaw --raw -o /dev/null)
 theirs=$(user_seconds sox -t raw -e mu-law -b 8 -r 8000 -c 1 "$work/in.ul" -t raw -e signed -b 16 /dev/null)
@@ -34,7 +34,7 @@ theirs=$(user_seconds ffmpeg -v error -y -f mulaw -ar 8000 -ac 1 -i "$work/in.ul
 report "mu-law" "$ours" "$theirs" ffmpeg
 rm "$work/in.ul"
 
-echo "G.726 at 32 kbit/s, 10 minutes, user CPU seconds"
+echo "G.726 at 32 kbit/s, 10 minutes, to PCM thrown away, user CPU seconds"
 sox -n -r 8000 -c 1 -b 16 "$work/in.wav" synth 600 pinknoise tremolo 2 gain -6
 ffmpeg -v error -y -i "$work/in.wav" -c:a g726le -b:a 32k -f data "$work/in.g726" 2>/dev/null ||
   ffmpeg -v error -y -i "$work/in.wav" -c:a g726le -b:a 32k -f g726le "$work/in.g726"
