@@ -20,6 +20,17 @@ function(orbel_see target)
   endforeach()
 endfunction()
 
+# orbel_see_header(target room header): lets a target include one leaf header of a
+# room that is built on the target's own.
+function(orbel_see_header target room header)
+  set(leaf ${ORBEL_ROOMS_DIR}/${room}.${header}/${room})
+  if(NOT EXISTS ${leaf}/${header})
+    file(MAKE_DIRECTORY ${leaf})
+    file(CREATE_LINK ${PROJECT_SOURCE_DIR}/${room}/${header} ${leaf}/${header} SYMBOLIC)
+  endif()
+  target_include_directories(${target} PRIVATE ${ORBEL_ROOMS_DIR}/${room}.${header})
+endfunction()
+
 # orbel_room(name USES rooms... SOURCES files...)
 function(orbel_room name)
   cmake_parse_arguments(ARG "" "" "USES;SOURCES" ${ARGN})

@@ -3,6 +3,7 @@
 
 #include <atomic>
 
+#include "dmo/aac_decoder_object.h"
 #include "dmo/audio_decoder.h"
 #include "platform/object_system.h"
 
@@ -55,6 +56,7 @@ struct ModuleClass {
 };
 
 constinit ModuleClass moduleClasses[] = {
+    {{CLSID_aacdecoder, &CreateAacDecoder, nullptr}, ClassFactory(&CreateAacDecoder)},
     {{CLSID_audiodecoder, &CreateAudioDecoder, nullptr}, ClassFactory(&CreateAudioDecoder)},
 };
 

@@ -7,7 +7,12 @@ DSP_KERNELS(DSP_DECLARE_VARIANT)
 #include "dsp/kernel_support.inl"
 
 #include "dsp/common.inl"
+#include "dsp/float_vectors.inl"
 #include "dsp/g711.inl"
 #include "dsp/g726.inl"
+#include "dsp/prediction.inl"
 #include "dsp/speech.inl"
+#include "dsp/spectrum.inl"
+#include "dsp/transform.inl"
 #include "dsp/vector_arithmetic.inl"
+#include "dsp/vlc.inl"

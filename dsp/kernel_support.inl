@@ -41,6 +41,20 @@ template <typename Vector>
   return __builtin_ia32_packssdw128(low, high);
 }
 
+// Lanes of 16 bits, or pairs of them, of two vectors by turns.
+[[gnu::always_inline]] static inline V8x16 MixLow(V8x16 a, V8x16 b) {
+  return __builtin_shufflevector(a, b, 0, 8, 1, 9, 2, 10, 3, 11);
+}
+[[gnu::always_inline]] static inline V8x16 MixHigh(V8x16 a, V8x16 b) {
+  return __builtin_shufflevector(a, b, 4, 12, 5, 13, 6, 14, 7, 15);
+}
+[[gnu::always_inline]] static inline V8x16 MixPairsLow(V8x16 a, V8x16 b) {
+  return __builtin_shufflevector(a, b, 0, 1, 8, 9, 2, 3, 10, 11);
+}
+[[gnu::always_inline]] static inline V8x16 MixPairsHigh(V8x16 a, V8x16 b) {
+  return __builtin_shufflevector(a, b, 4, 5, 12, 13, 6, 7, 14, 15);
+}
+
 // The code of each value's float, cut to its sign, its exponent and the first bits
 // of its mantissa. Values have no more than 24 bits, so they have exact floats.
 template <int kMantissaBits>

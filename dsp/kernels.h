@@ -12,6 +12,9 @@
 #include <cstdint>
 
 #include "dsp/g726_state.h"
+#include "dsp/prediction_kernels.h"
+#include "dsp/transform_kernels.h"
+#include "dsp/vlc_kernels.h"
 
 // clang-format off
 // Copying and clearing. length counts elements.
@@ -99,5 +102,8 @@
   DSP_VECTOR_KERNELS(X) \
   DSP_G711_KERNELS(X)   \
   DSP_G726_KERNELS(X)   \
-  DSP_SPEECH_KERNELS(X)
+  DSP_SPEECH_KERNELS(X) \
+  DSP_VLC_KERNELS(X)    \
+  DSP_TRANSFORM_KERNELS(X) \
+  DSP_PREDICTION_KERNELS(X)
 // clang-format on

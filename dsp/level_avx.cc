@@ -3,8 +3,7 @@
 // the kernels: the linker could give its copy to code for older processors.
 #include <cstdint>
 
-#include "dsp/g711_tables.h"
-#include "dsp/g726_tables.h"
+#include "dsp/kernel_tables.h"
 #include "dsp/kernels.h"
 #include "dsp/status.h"
 

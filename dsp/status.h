@@ -11,6 +11,7 @@ constexpr int32_t kDspNullPointer = -8;  // a pointer is empty
 constexpr int32_t kDspBadLength = -6;    // a length is below 1
 constexpr int32_t kDspBadArgument = -7;  // unknown mode or law code
 constexpr int32_t kDspBadScale = -13;    // scale factor out of range
+constexpr int32_t kDspBadState = -17;    // a state that no Init has made
 constexpr int32_t kDspBadShift = -32;    // negative shift count
 constexpr int32_t kDspSaturated = 12;    // dspSynthesis_16s: done, but a value saturated
 

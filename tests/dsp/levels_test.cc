@@ -9,6 +9,7 @@
 #include <string>
 
 #include "dsp/dispatch.h"
+#include "dsp/family_cases.h"
 #include "dsp/primitive_cases.h"
 #include "dsp/rows.h"
 
@@ -96,9 +97,32 @@ TEST(Levels, WriteOnlyTheirElements) {
   }
 }
 
+TEST(Levels, FamiliesEqualLevelZero) {
+  DetectHere();
+  for (const auto& cases : {VlcCases(), TransformCases(), PredictionCases()}) {
+    for (const FamilyCase& run : cases) {
+      for (uint32_t seed : {1U, 2U, 3U}) {
+        for (bool extreme : {false, true}) {
+          for (int32_t length : {1, 2, 3, 4, 5, 7, 8, 9, 16, 31, 65, 160}) {
+            const std::vector<uint8_t> want = run.run(0, seed, extreme, length);
+            for (int level = 1; level < kDspLevels; ++level) {
+              if (!RunsHere(level)) continue;
+              ASSERT_EQ(run.run(level, seed, extreme, length), want)
+                  << run.primitive << " " << run.what << ", level " << level << ", length "
+                  << length << ", extreme " << extreme << ", seed " << seed;
+            }
+          }
+        }
+      }
+    }
+  }
+}
+
 TEST(Levels, CaseListNamesEveryPrimitive) {
   std::set<std::string> named;
   for (const PrimitiveCase& run : kPrimitiveCases) named.insert(run.primitive);
+  for (const auto& cases : {VlcCases(), TransformCases(), PredictionCases()})
+    for (const FamilyCase& run : cases) named.insert(run.primitive);
 #define COUNT_NAME(name, params, args) \
   EXPECT_EQ(named.erase(#name), 1U) << #name " is not in the list of cases";
   DSP_KERNELS(COUNT_NAME)

@@ -1,0 +1,369 @@
+#include "aac/frame_decoder.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+#include "aac/crc.h"
+#include "aac/element_tools.h"
+#include "aac/ssr_filterbank.h"
+#include "dsp/primitives.h"
+
+namespace orbel {
+namespace {
+
+constexpr int32_t kElementKinds = 4;
+constexpr int32_t kTags = 16;
+constexpr int32_t kParametricStereoBits = 1 << 1 | 1 << 3;  // of psSupportLevel
+constexpr int32_t kNoElement = -1;
+constexpr int32_t kNoReplication = 2;  // an element id that carries no band replication
+
+// What lives for one frame.
+struct Frame {
+  AACDecoderState* state;
+  BitReader reader;
+  int32_t dataBits;
+  int32_t elementCount;  // rows of elementTable, and the next free channel: stored
+  int32_t nextChannel;   // in the state only when the frame is good
+  FrameElementEntry entries[kMaxMapEntries];
+  int32_t entryCount;
+  int32_t channels;
+  int32_t couplingCount;
+  int32_t sbrCount;
+  int32_t lfeAfterSbr;
+  int32_t firstId;  // of the elements with channels
+  int32_t lastId;
+  uint8_t seen[kElementKinds][kTags];
+};
+
+// The element's key: its tag, plus 16 for each earlier one with the same id and tag.
+int32_t NextKey(Frame* frame, int32_t id, int32_t tag) {
+  return tag + kTags * frame->seen[id][tag]++;
+}
+
+// Gives the element the channel that it had before, or a new one. -1 when there
+// is none.
+int32_t TakeChannel(Frame* frame, int32_t id, int32_t key) {
+  FrameElementEntry* table = frame->state->elementTable;
+  const int32_t width = id == kIdCpe ? 2 : 1;
+  int32_t row = 0;
+  while (row < frame->elementCount && (table[row].id != id || table[row].key != key)) ++row;
+  if (row == frame->elementCount) {
+    if (frame->elementCount == kMaxMapEntries) return kNoElement;
+    table[row] = {static_cast<int16_t>(id), static_cast<int16_t>(key),
+                  static_cast<int16_t>(frame->nextChannel)};
+    ++frame->elementCount;
+    frame->nextChannel += width;
+  }
+  const int32_t channel = table[row].channel;
+  if (channel + width > kMaxOutputChannels || frame->channels + width > kMaxOutputChannels)
+    return kNoElement;
+  frame->entries[frame->entryCount++] = table[row];
+  for (int32_t i = 0; i < width; ++i)
+    frame->state->channelOrder[frame->channels++] = channel + i;
+  return channel;
+}
+
+// Parses with the frame's CRC, if it has one, carried through the record.
+template <typename Element, typename Parse>
+bool ParseElement(Frame* frame, Element* element, Parse parse) {
+  AACDecoderState* state = frame->state;
+  element->crcEnabled = state->crcEnabled;
+  element->crcValue = state->crcValue;
+  if (parse(element) != 0) return false;
+  state->crcValue = element->crcValue;
+  return true;
+}
+
+bool DecodeSingle(Frame* frame, int32_t id) {
+  AACDecoderState* state = frame->state;
+  const bool low = id == kIdLfe;
+  if (low && frame->entryCount >= kMaxMapEntries) return false;
+  if (low && frame->sbrCount > 0) {
+    ++frame->lfeAfterSbr;
+    if (frame->sbrCount < kMaxSbrElements)
+      state->sbrElements[frame->sbrCount++].elementId = kIdLfe;
+  }
+  SingleChannelElement* element = low ? &state->lowFrequency : &state->singleChannel;
+  if (!ParseElement(frame, element, [&](SingleChannelElement* e) {
+        return SingleChannelElementParse(e, &frame->reader, state->audioObjectType);
+      }))
+    return false;
+  const int32_t channel = TakeChannel(frame, id, NextKey(frame, id, element->element_instance_tag));
+  if (channel < 0) return false;
+  if (low)
+    LowFrequencyTools(state, channel);
+  else
+    SingleChannelTools(state, channel);
+  return true;
+}
+
+bool DecodePair(Frame* frame) {
+  AACDecoderState* state = frame->state;
+  ChannelPairElement* element = &state->channelPair;
+  if (!ParseElement(frame, element, [&](ChannelPairElement* e) {
+        return ChannelPairElementParse(e, &frame->reader, state->audioObjectType);
+      }))
+    return false;
+  const int32_t key = NextKey(frame, kIdCpe, element->element_instance_tag);
+  const int32_t channel = TakeChannel(frame, kIdCpe, key);
+  if (channel < 0) return false;
+  ChannelPairTools(state, channel);
+  return true;
+}
+
+bool DecodeCoupling(Frame* frame) {
+  AACDecoderState* state = frame->state;
+  if (frame->couplingCount == kMaxCouplingElements) return false;
+  CouplingInfo* info = &state->couplingInfo[frame->couplingCount];
+  if (!ParseElement(frame, &state->coupling, [&](CouplingChannelElement* e) {
+        return CouplingChannelElementParse(e, info, &frame->reader, state->audioObjectType);
+      }))
+    return false;
+  NextKey(frame, kIdCce, state->coupling.element_instance_tag);
+  CouplingChannelTools(state, frame->couplingCount++);
+  return true;
+}
+
+void DecodeProgramConfig(Frame* frame) {
+  AACDecoderState* state = frame->state;
+  const uint32_t start = GetBitPosition(frame->reader);
+  ProgramConfigElementParse(&state->pce, &frame->reader);
+  RefreshWord(&frame->reader);
+  state->pceMapBuilt = 0;
+  state->pcePresent = 1;
+  if (state->crcEnabled != 0) {
+    const uint32_t end = GetBitPosition(frame->reader);
+    state->crcValue = static_cast<int32_t>(CrcOverBits(static_cast<uint32_t>(state->crcValue),
+                                                       frame->reader, start, end, end - start));
+  }
+}
+
+bool DecodeFill(Frame* frame) {
+  AACDecoderState* state = frame->state;
+  if (frame->sbrCount >= kMaxSbrElements) return false;
+  SbrElement* record = &state->sbrElements[frame->sbrCount];
+  record->samplingFrequency = 2 * state->samplingFrequency;
+  record->samplingIndex =
+      state->samplingIndex > 2 ? state->samplingIndex - 3 : state->samplingIndex;
+  record->elementId = frame->lastId;
+  DynamicRangeInfo range;
+  return FillElementParse({record, &frame->sbrCount, state->sbrSupportLevel}, &range,
+                          &frame->reader) == 0;
+}
+
+bool DecodeElement(Frame* frame, int32_t id) {
+  if (frame->channels >= kMaxOutputChannels) return false;
+  if (frame->state->tools != nullptr) ++frame->state->tools->elements[id];
+  switch (id) {
+    case kIdCpe:
+      if (frame->channels == 0) frame->firstId = id;
+      frame->lastId = id;
+      return DecodePair(frame);
+    case kIdCce:
+      return DecodeCoupling(frame);
+    case kIdDse:
+      DataStreamElementParse(&frame->reader);
+      return true;
+    case kIdPce:
+      DecodeProgramConfig(frame);
+      return true;
+    case kIdFil:
+      return DecodeFill(frame);
+    case kIdSce:
+    case kIdLfe:
+    default:
+      if (frame->channels == 0) frame->firstId = id;
+      frame->lastId = id;
+      return DecodeSingle(frame, id);
+  }
+}
+
+bool DecodeElements(Frame* frame) {
+  const auto nextId = [frame] { return static_cast<int32_t>(FastGetBits(&frame->reader, 3)); };
+  for (int32_t id = nextId(); id != kIdEnd; id = nextId()) {
+    if (!DecodeElement(frame, id)) return false;
+    if (GetBitPosition(frame->reader) > static_cast<uint32_t>(frame->dataBits)) return false;
+  }
+  return true;
+}
+
+// Fixes the order of the channels in the output and their number.
+bool OrderChannels(Frame* frame) {
+  AACDecoderState* state = frame->state;
+  int32_t channels = frame->channels;
+  if (state->pcePresent == 1) {
+    if (state->pceMapBuilt == 0 && BuildMapFromPce(state->pce, state->elementMap) != 0)
+      return false;
+    state->pceMapBuilt = 1;
+    channels = ApplyMap(state->elementMap, frame->entries, frame->entryCount, state->channelOrder);
+  } else if (state->channelConfiguration > 0) {
+    if (BuildMapFromConfiguration(state->channelConfiguration, frame->entries, frame->entryCount,
+                                  state->elementMap) != 0)
+      return false;
+    channels = ApplyMap(state->elementMap, frame->entries, frame->entryCount, state->channelOrder);
+  }
+  state->nextChannel = frame->nextChannel;
+  state->elementCount = frame->elementCount;
+  state->numChannels = channels;
+  for (int32_t i = 0; i < channels; ++i)
+    state->outputChannels[i] = state->pcmFloat[state->channelOrder[i]];
+  return true;
+}
+
+// Keeps what a hostile stream makes of a spectrum finite, so that it is gone with
+// its own frame.
+void LimitSpectrum(float* lines) {
+  constexpr float kLimit = 1e30F;
+  for (int32_t i = 0; i < kFrameLength; ++i) {
+    const float value = lines[i] > kLimit ? kLimit : lines[i];
+    lines[i] = value >= -kLimit ? value : value < -kLimit ? -kLimit : 0.0F;
+  }
+}
+
+void Reconstruct(AACDecoderState* state, int32_t channel) {
+  float* lines = state->spectrum[channel];
+  const int32_t sequence = state->windowSequence[channel];
+  const int32_t shape = state->windowShape[channel];
+  int32_t& previous = state->prevWindowShape[channel];
+  LimitSpectrum(lines);
+  if (state->audioObjectType == kObjectSsr)
+    SsrFilterbank(state->filterbankSpec, lines, sequence, shape, previous,
+                  state->gainControl[channel], &state->gainState[channel],
+                  state->ssrBuffers[channel], state->pcmFloat[channel]);
+  else
+    Filterbank(state->filterbankSpec, lines, state->overlap[channel], sequence, shape, previous,
+               state->pcmFloat[channel], state->overlap[channel]);
+  previous = shape;
+}
+
+// The history has whole numbers within 16 bits, halves rounded away from zero.
+void RoundHistory(const float* from, float* to) {
+  for (int32_t i = 0; i < kFrameLength; ++i) {
+    float value = from[i] > 0.0F ? from[i] + 0.5F : from[i] - 0.5F;
+    value = value < 32767.0F ? value : 32767.0F;
+    value = value > -32768.0F ? value : -32768.0F;
+    to[i] = static_cast<float>(static_cast<int32_t>(value));
+  }
+}
+
+void KeepHistory(AACDecoderState* state, int32_t channel) {
+  RoundHistory(state->pcmFloat[channel], state->ltpHistory[channel][state->ltpHistoryIndex[1]]);
+  RoundHistory(state->overlap[channel], state->ltpHistory[channel][state->ltpHistoryIndex[2]]);
+}
+
+void FindTargets(AACDecoderState* state, CouplingInfo* info) {
+  for (int32_t t = 0; t <= info->num_coupled_elements; ++t) {
+    const int32_t id = info->cc_target_is_cpe[t] != 0 ? kIdCpe : kIdSce;
+    info->targetChannel[t] = -1;
+    for (int32_t row = 0; row < state->elementCount; ++row) {
+      const FrameElementEntry& entry = state->elementTable[row];
+      if (entry.id != id || entry.key != info->cc_target_tag_select[t]) continue;
+      info->targetChannel[t] = entry.channel;
+      break;
+    }
+  }
+}
+
+void Couple(AACDecoderState* state, int32_t count, int32_t domain) {
+  for (int32_t i = 0; i < count; ++i) {
+    const CouplingInfo& info = state->couplingInfo[i];
+    if (info.ind_sw_cce_flag == 0 && info.cc_domain == domain)
+      CouplingApply(info, state->couplingGains[i], state->spectrum[kFirstCouplingChannel + i],
+                    state->spectrum, kMaxOutputChannels);
+  }
+}
+
+// From spectra to time signals. Independently switched coupling elements are
+// decoded, for their histories, and mixed into nothing.
+void Synthesize(AACDecoderState* state, int32_t couplingCount) {
+  const bool longTerm = state->audioObjectType == kObjectLtp;
+  if (longTerm)
+    for (int32_t& index : state->ltpHistoryIndex) index = (index + 1) % 3;
+  for (int32_t i = 0; i < couplingCount; ++i) {
+    FindTargets(state, &state->couplingInfo[i]);
+    if (state->couplingInfo[i].ind_sw_cce_flag == 0 && !longTerm) continue;
+    // The spectrum is still needed: elements that are mixed into spectra follow.
+    Reconstruct(state, kFirstCouplingChannel + i);
+    if (longTerm) KeepHistory(state, kFirstCouplingChannel + i);
+  }
+  Couple(state, couplingCount, 0);
+  for (int32_t i = 0; i < state->numChannels; ++i) {
+    const int32_t channel = state->channelOrder[i];
+    if (state->tnsData[channel].active != 0)
+      TnsApply(state->tnsData[channel], state->spectrum[channel]);
+  }
+  Couple(state, couplingCount, 1);
+  for (int32_t i = 0; i < state->numChannels; ++i) Reconstruct(state, state->channelOrder[i]);
+  if (longTerm)
+    for (int32_t i = 0; i < state->numChannels; ++i) KeepHistory(state, state->channelOrder[i]);
+}
+
+// A frame of one channel becomes two where parametric stereo is asked for; until
+// there is data for it, they are the same.
+void WidenToStereo(AACDecoderState* state) {
+  if ((state->psSupportLevel & kParametricStereoBits) == 0) return;
+  if (state->numChannels != 1) {
+    state->psSupportLevel = 0;
+    return;
+  }
+  if (state->outputChannels[0] != state->pcmFloat[1])
+    std::memcpy(state->pcmFloat[1], state->outputChannels[0], kFrameLength * sizeof(float));
+  state->outputChannels[1] = state->pcmFloat[1];
+  state->numChannels = 2;
+}
+
+int32_t WritePcm(int32_t* consumedBytes, int16_t* output, int32_t outputFree,
+                 AACDecoderState* state) {
+  const int32_t bytes = state->numChannels * state->upsamplingFactor * kFrameLength * 2;
+  if (outputFree < bytes) {
+    state->pendingFrameBytes = *consumedBytes;
+    state->pendingCrc = state->crcValue;
+    return kFrameOutputTooSmall;
+  }
+  dspInterleaveFloatTo16s(state->outputChannels, state->numChannels,
+                          state->upsamplingFactor * kFrameLength, output);
+  ++state->frameNumber;
+  state->pendingFrameBytes = 0;
+  return kFrameGood;
+}
+
+}  // namespace
+
+int32_t DecodeRawDataBlock(const uint8_t* data, int32_t* consumedBytes, int16_t* output,
+                           int32_t dataSize, int32_t outputFree, AACDecoderState* state) {
+  if (data == nullptr || output == nullptr) return kFrameNullPointer;
+  if (state->pendingFrameBytes != 0) {
+    *consumedBytes = state->pendingFrameBytes;
+    state->crcValue = state->pendingCrc;
+    return WritePcm(consumedBytes, output, outputFree, state);
+  }
+  const int32_t pceMapBuilt = state->pceMapBuilt;
+  const int32_t pcePresent = state->pcePresent;
+  state->upsamplingFactor = 1;
+  if (state->audioObjectType == kObjectBsac) return kFrameUnsupported;
+  Frame frame{};
+  frame.state = state;
+  frame.elementCount = state->elementCount;
+  frame.nextChannel = state->nextChannel;
+  frame.firstId = kNoElement;
+  frame.lastId = kNoReplication;
+  BitReaderInit(&frame.reader, data, static_cast<size_t>(std::max(dataSize, 0)));
+  frame.dataBits = frame.reader.sizeBytes * 8;
+  if (!DecodeElements(&frame) || !OrderChannels(&frame)) {
+    *consumedBytes = static_cast<int32_t>((GetBitPosition(frame.reader) + 7) / 8);
+    state->numChannels = state->prevNumChannels;
+    state->pceMapBuilt = pceMapBuilt;
+    state->pcePresent = pcePresent;
+    return kFrameBad;
+  }
+  Synthesize(state, frame.couplingCount);
+  WidenToStereo(state);
+  ByteAlign(&frame.reader);
+  *consumedBytes = static_cast<int32_t>(GetBitPosition(frame.reader) / 8);
+  state->prevNumChannels = state->numChannels;
+  if (state->tools != nullptr) ++state->tools->frames;
+  return WritePcm(consumedBytes, output, outputFree, state);
+}
+
+}  // namespace orbel

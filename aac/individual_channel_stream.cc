@@ -1,0 +1,287 @@
+#include "aac/individual_channel_stream.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "aac/code_tables.h"
+#include "aac/gain_control.h"
+#include "aac/long_term_prediction.h"
+#include "aac/tns.h"
+#include "dsp/primitives.h"
+
+namespace orbel {
+namespace {
+
+int32_t Read(BitReader* reader, int32_t count) {
+  return static_cast<int32_t>(FastGetBits(reader, count));
+}
+
+constexpr int32_t kScaleFactorBias = 60;
+constexpr int32_t kNoiseOffset = 90;
+constexpr int32_t kNoisePcmBits = 9;
+constexpr int32_t kGainOffset = 100;
+
+constexpr bool CarriesLines(int32_t book) { return book >= 1 && book <= kEscapeBook; }
+
+}  // namespace
+
+int32_t IcsInfoParse(IndividualChannelStream* ics, BitReader* reader, int32_t objectType) {
+  ics->ics_reserved_bit = Read(reader, 1);
+  ics->window_sequence = Read(reader, 2);
+  ics->window_shape = Read(reader, 1);
+  ics->num_window_groups = 1;
+  ics->window_group_length[0] = 1;
+  ics->predictor_reset = 0;
+  ics->ltp_data_present = 0;
+  ics->predictor_data_present = 0;
+  if (ics->window_sequence == kEightShort) {
+    ics->numWindows = kMaxWindows;
+    ics->max_sfb = Read(reader, 4);
+    if (ics->max_sfb > ics->numSwbShort) return -1;
+    for (int32_t& grouped : ics->scale_factor_grouping) {
+      grouped = Read(reader, 1);
+      if (grouped == 0) ics->window_group_length[ics->num_window_groups++] = 1;
+      else ++ics->window_group_length[ics->num_window_groups - 1];
+    }
+    if (objectType == kObjectMain) std::memset(ics->prediction_used, 0, kMaxBands);
+    return 0;
+  }
+  ics->numWindows = 1;
+  ics->max_sfb = Read(reader, 6);
+  if (ics->max_sfb > ics->numSwbLong) return -1;
+  if (objectType == kObjectBsac) return 0;
+  ics->predictor_data_present = Read(reader, 1);
+  if (ics->predictor_data_present == 0) {
+    if (objectType == kObjectMain) std::memset(ics->prediction_used, 0, kMaxBands);
+    return 0;
+  }
+  if (objectType == kObjectMain) {
+    ics->predictor_reset = Read(reader, 1);
+    if (ics->predictor_reset != 0) ics->predictor_reset_group_number = Read(reader, 5);
+    const int32_t bands = std::min(ics->predMaxSfb, ics->max_sfb);
+    for (int32_t b = 0; b < bands; ++b)
+      ics->prediction_used[b] = static_cast<uint8_t>(Read(reader, 1));
+    for (int32_t b = bands; b < ics->predMaxSfb; ++b) ics->prediction_used[b] = 0;
+    return 0;
+  }
+  if (objectType != kObjectLtp) return -1;
+  ics->ltp_data_present = Read(reader, 1);
+  if (ics->ltp_data_present != 0) LtpDataParse(ics, reader);
+  return 0;
+}
+
+int32_t SectionDataParse(IndividualChannelStream* ics, BitReader* reader) {
+  const int32_t lengthBits = ics->window_sequence == kEightShort ? 3 : 5;
+  const int32_t escape = (1 << lengthBits) - 1;
+  const int32_t maxSfb = ics->max_sfb;
+  for (int32_t g = 0; g < ics->num_window_groups; ++g) {
+    int32_t* books = ics->sfb_cb[g];
+    int32_t sections = 0;
+    for (int32_t band = 0; band < maxSfb;) {
+      const int32_t book = Read(reader, 4);
+      if (sections++ == maxSfb) return -1;
+      int32_t length = 0;
+      int32_t unit;
+      do {  // ends with the data at the latest: zeros follow it
+        unit = Read(reader, lengthBits);
+        length = std::min(length + unit, kFrameLength);
+      } while (unit == escape);
+      if (band + length > maxSfb) return -1;
+      std::fill_n(books + band, length, book);
+      band += length;
+    }
+    std::fill(books + maxSfb, books + kMaxBands, kZeroBook);
+  }
+  return 0;
+}
+
+CodeCursor CursorOf(const BitReader& reader) {
+  const uint32_t position = GetBitPosition(reader);
+  return {ReaderData(reader) + position / 8, static_cast<int32_t>(position % 8),
+          ReaderEnd(reader)};
+}
+
+void ReturnCursor(const CodeCursor& cursor, BitReader* reader) {
+  const auto bytes = static_cast<uint32_t>(cursor.bytes - ReaderData(*reader));
+  SetBitPosition(reader, bytes * 8 + static_cast<uint32_t>(cursor.bitOffset));
+}
+
+int32_t ReadScaleFactorStep(CodeCursor* cursor, const IndividualChannelStream& ics) {
+  int32_t value = kScaleFactorBias;
+  dspVlcDecodeOne(&cursor->bytes, &cursor->bitOffset, cursor->end, &value, ics.huffmanTables[0]);
+  return value - kScaleFactorBias;
+}
+
+void ScaleFactorDataParse(IndividualChannelStream* ics, BitReader* reader) {
+  int32_t scaleFactor = ics->global_gain;
+  int32_t noiseEnergy = ics->global_gain - kNoiseOffset;
+  int32_t intensityPosition = 0;
+  bool firstNoise = true;
+  CodeCursor cursor = CursorOf(*reader);
+  for (int32_t g = 0; g < ics->num_window_groups; ++g) {
+    for (int32_t b = 0; b < ics->max_sfb; ++b) {
+      int32_t* chain = &scaleFactor;
+      switch (ics->sfb_cb[g][b]) {
+        case kZeroBook:
+          ics->scaleFactors[g][b] = 0;
+          continue;
+        case kIntensityBook:
+        case kIntensityBookOutOfPhase:
+          chain = &intensityPosition;
+          break;
+        case kNoiseBook:
+          chain = &noiseEnergy;
+          if (firstNoise) {
+            firstNoise = false;
+            ReturnCursor(cursor, reader);
+            noiseEnergy += Read(reader, kNoisePcmBits) - (1 << (kNoisePcmBits - 1));
+            cursor = CursorOf(*reader);
+            ics->scaleFactors[g][b] = static_cast<int16_t>(noiseEnergy);
+            continue;
+          }
+          break;
+        default:
+          break;
+      }
+      *chain += ReadScaleFactorStep(&cursor, *ics);
+      ics->scaleFactors[g][b] = static_cast<int16_t>(*chain);
+    }
+  }
+  ReturnCursor(cursor, reader);
+}
+
+int32_t PulseDataParse(IndividualChannelStream* ics, BitReader* reader) {
+  ics->number_pulse = Read(reader, 2);
+  ics->pulse_start_sfb = Read(reader, 6);
+  if (ics->pulse_start_sfb > ics->numSwbLong) return -1;
+  int32_t line = ics->swbOffsetLong[ics->pulse_start_sfb];
+  for (int32_t i = 0; i <= ics->number_pulse; ++i) {
+    ics->pulse_offset[i] = Read(reader, 5);
+    ics->pulse_amp[i] = Read(reader, 4);
+    line += ics->pulse_offset[i];
+  }
+  // Line 1024 passes; the record has a place for it and nothing reads it.
+  return line > kFrameLength ? -1 : 0;
+}
+
+void ApplyPulses(IndividualChannelStream* ics) {
+  int32_t line = ics->swbOffsetLong[ics->pulse_start_sfb];
+  for (int32_t i = 0; i <= ics->number_pulse; ++i) {
+    line += ics->pulse_offset[i];
+    int16_t& value = ics->quantized[line];
+    const int32_t amp = ics->pulse_amp[i];
+    value = static_cast<int16_t>(value > 0 ? value + amp : value - amp);
+  }
+}
+
+void SpectralDataParse(IndividualChannelStream* ics, BitReader* reader) {
+  CodeCursor cursor = CursorOf(*reader);
+  const int32_t* offsets = BandOffsets(*ics);
+  int16_t* values = ics->quantized;
+  for (int32_t g = 0; g < ics->num_window_groups; ++g) {
+    const int32_t windows = ics->window_group_length[g];
+    const int32_t* books = ics->sfb_cb[g];
+    // The lines of bands with the same book follow one another, so that a run of
+    // bands takes one call.
+    for (int32_t band = 0; band < ics->max_sfb;) {
+      const int32_t book = books[band];
+      int32_t end = band + 1;
+      while (end < ics->max_sfb && books[end] == book) ++end;
+      const int32_t lines = (offsets[end] - offsets[band]) * windows;
+      band = end;
+      if (lines == 0) continue;
+      const uint8_t** bytes = &cursor.bytes;
+      if (!CarriesLines(book)) {
+        std::memset(values, 0, static_cast<size_t>(lines) * sizeof *values);
+      } else if (kQuadFieldBits[book] != 0) {
+        dspVlcDecodeQuads_16s(bytes, &cursor.bitOffset, cursor.end, values, lines / 4,
+                              kQuadFieldBits[book], ics->huffmanTables[book]);
+      } else if (book != kEscapeBook) {
+        dspVlcDecodePairs_16s(bytes, &cursor.bitOffset, cursor.end, values, lines / 2,
+                              ics->huffmanTables[book]);
+      } else {
+        dspVlcDecodeEscape(bytes, &cursor.bitOffset, cursor.end, values, lines,
+                           ics->huffmanTables[book]);
+      }
+      values += lines;
+    }
+  }
+  ReturnCursor(cursor, reader);
+}
+
+int32_t IndividualChannelStreamParse(IndividualChannelStream* ics, BitReader* reader,
+                                     bool commonWindow, int32_t objectType) {
+  ics->global_gain = Read(reader, 8);
+  if (!commonWindow && IcsInfoParse(ics, reader, objectType) != 0) return -1;
+  if (SectionDataParse(ics, reader) != 0) return -1;
+  ScaleFactorDataParse(ics, reader);
+  ics->pulse_data_present = Read(reader, 1);
+  if (ics->pulse_data_present != 0 && PulseDataParse(ics, reader) != 0) return -1;
+  ics->tns_data_present = Read(reader, 1);
+  if (ics->tns_data_present != 0) TnsDataParse(ics, reader);
+  ics->gain_control_data_present = Read(reader, 1);
+  if (ics->gain_control_data_present != 0) {
+    if (objectType != kObjectSsr) return -1;
+    GainControlParse(ics, reader);
+  }
+  SpectralDataParse(ics, reader);
+  return 0;
+}
+
+void InverseQuantize(const IndividualChannelStream& ics, float* lines) {
+  const int32_t* offsets = BandOffsets(ics);
+  const int16_t* values = ics.quantized;
+  float* at = lines;
+  for (int32_t g = 0; g < ics.num_window_groups; ++g) {
+    const int32_t windows = ics.window_group_length[g];
+    const int32_t* books = ics.sfb_cb[g];
+    for (int32_t band = 0; band < ics.max_sfb;) {
+      // A run of bands that carry lines, or of bands that do not.
+      const bool carries = CarriesLines(books[band]);
+      int32_t end = band + 1;
+      while (end < ics.max_sfb && CarriesLines(books[end]) == carries) ++end;
+      const int32_t count = (offsets[end] - offsets[band]) * windows;
+      if (carries) {
+        float gains[kMaxBands];
+        int32_t borders[kMaxBands + 1];
+        for (int32_t b = band; b <= end; ++b)
+          borders[b - band] = (offsets[b] - offsets[band]) * windows;
+        dspPow43_16s32f(values, at, count, nullptr, 0);
+        dspScaleFactorGain_16s32f(ics.scaleFactors[g] + band, kGainOffset, gains, end - band);
+        dspMulBands_32f(at, gains, borders, end - band);
+      } else {
+        std::fill_n(at, count, 0.0F);
+      }
+      at += count;
+      values += count;
+      band = end;
+    }
+  }
+  std::fill(at, lines + kFrameLength, 0.0F);
+}
+
+void ShortWindowInterleave(const IndividualChannelStream& ics, float* lines) {
+  if (ics.window_sequence != kEightShort) return;
+  float packed[kFrameLength];
+  std::memcpy(packed, lines, sizeof packed);
+  const int32_t* offsets = ics.swbOffsetShort;
+  const int32_t used = ics.numSwbShort > 0 ? offsets[ics.max_sfb] : 0;
+  const float* from = packed;
+  float* groupLines = lines;
+  for (int32_t g = 0; g < ics.num_window_groups; ++g) {
+    const int32_t windows = ics.window_group_length[g];
+    for (int32_t b = 0; b < ics.max_sfb; ++b) {
+      const int32_t width = offsets[b + 1] - offsets[b];
+      for (int32_t w = 0; w < windows; ++w) {
+        std::memcpy(groupLines + w * kShortLength + offsets[b], from,
+                    static_cast<size_t>(width) * sizeof *from);
+        from += width;
+      }
+    }
+    for (int32_t w = 0; w < windows; ++w)
+      std::fill(groupLines + w * kShortLength + used, groupLines + (w + 1) * kShortLength, 0.0F);
+    groupLines += windows * kShortLength;
+  }
+}
+
+}  // namespace orbel

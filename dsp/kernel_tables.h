@@ -1,0 +1,7 @@
+// The tables that kernels read: declarations only, nothing with inline code.
+#pragma once
+
+#include "dsp/g711_tables.h"
+#include "dsp/g726_tables.h"
+#include "dsp/spectrum_tables.h"
+#include "dsp/transform_tables.h"
