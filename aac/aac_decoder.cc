@@ -69,8 +69,7 @@ void MoveBy(MediaData* data, uint64_t bytes) {
 int32_t RoomOf(MediaData* out) {
   const auto before = static_cast<uint64_t>(out->GetDataPointer() - out->GetBufferPointer());
   const uint64_t room = out->GetBufferSize() - before;
-  return static_cast<int32_t>(
-      std::min<uint64_t>(room, std::numeric_limits<int32_t>::max()));
+  return static_cast<int32_t>(std::min<uint64_t>(room, std::numeric_limits<int32_t>::max()));
 }
 
 // The length of an ID3 tag that begins here, or 0.
@@ -114,8 +113,8 @@ bool AACDecoderParams::IsClassByName(ClassIdentifier identifier) const {
 struct AACDecoder::Frame {
   uint64_t headerBytes;
   uint64_t dataSize;
-  int32_t crc;       // as the header has it
-  int32_t result;    // of the frame decoder
+  int32_t crc;        // as the header has it
+  int32_t result;     // of the frame decoder
   uint64_t consumed;  // header included
   int32_t samples;
   int32_t rate;
@@ -157,12 +156,16 @@ Status AACDecoder::LockState() {
 Status AACDecoder::UnlockState() {
   Status status = UMC_OK;
   if (m_stateMid != 0) {
-    if (memoryAllocator->Unlock(m_stateMid) == UMC_OK) --m_stateLocks;
-    else status = UMC_ERR_ALLOC;
+    if (memoryAllocator->Unlock(m_stateMid) == UMC_OK)
+      --m_stateLocks;
+    else
+      status = UMC_ERR_ALLOC;
   }
   if (m_toolMid != 0) {
-    if (memoryAllocator->Unlock(m_toolMid) == UMC_OK) --m_toolLocks;
-    else status = UMC_ERR_ALLOC;
+    if (memoryAllocator->Unlock(m_toolMid) == UMC_OK)
+      --m_toolLocks;
+    else
+      status = UMC_ERR_ALLOC;
   }
   return status;
 }
@@ -273,9 +276,8 @@ Status AACDecoder::InitFromConfiguration(MediaData* data) {
   m_streamKind = kStreamHeaderless;
   int32_t index = config.samplingFrequencyIndex;
   if (index == 15)
-    index = config.channelConfiguration != 0
-                ? SamplingIndexOf(config.samplingFrequency)
-                : config.gaSpecificConfig.pce.sampling_frequency_index;
+    index = config.channelConfiguration != 0 ? SamplingIndexOf(config.samplingFrequency)
+                                             : config.gaSpecificConfig.pce.sampling_frequency_index;
   m_samplingIndex = index;
   if (config.channelConfiguration == 0) {
     m_state->pce = config.gaSpecificConfig.pce;
@@ -360,8 +362,7 @@ Status AACDecoder::DetectAdts(BitReader* reader) {
 Status AACDecoder::Synchronise(MediaData* in, BitReader* reader, int32_t* crc) {
   const uint64_t size = in->GetDataSize();
   if (size < kAdtsLeastBytes) return UMC_ERR_NOT_ENOUGH_DATA;
-  const uint64_t at =
-      FindPattern(in->GetDataPointer(), size, static_cast<uint32_t>(m_adtsPattern));
+  const uint64_t at = FindPattern(in->GetDataPointer(), size, static_cast<uint32_t>(m_adtsPattern));
   if (at == size) {
     MoveBy(in, size - 2);
     return UMC_ERR_NOT_ENOUGH_DATA;
@@ -466,8 +467,8 @@ Status AACDecoder::Decode(MediaData* in, MediaData* out, Frame* frame) {
 
 // Silence for a bad frame, then what the output says of itself.
 void AACDecoder::Deliver(MediaData* in, MediaData* out, const Frame& frame) {
-  const auto bytes = static_cast<uint64_t>(frame.channels) * static_cast<uint64_t>(frame.samples) *
-                     2;
+  const auto bytes =
+      static_cast<uint64_t>(frame.channels) * static_cast<uint64_t>(frame.samples) * 2;
   if (frame.result == kFrameBad && bytes > 0) std::memset(out->GetDataPointer(), 0, bytes);
   out->SetDataSize(bytes);
   const double inputTime = in->GetTime();
@@ -568,7 +569,8 @@ Status AACDecoder::GetDuration(float* seconds) {
   const Status locked = LockState();
   if (locked != UMC_OK) return locked;
   if (m_state == nullptr) return UMC_ERR_NOT_INITIALIZED;
-  const auto samples = static_cast<float>(static_cast<int64_t>(m_state->frameNumber) * kFrameLength);
+  const auto samples =
+      static_cast<float>(static_cast<int64_t>(m_state->frameNumber) * kFrameLength);
   *seconds = m_state->samplingFrequency == 0
                  ? 0.0F
                  : samples / static_cast<float>(m_state->samplingFrequency);

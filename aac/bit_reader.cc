@@ -3,9 +3,7 @@
 namespace orbel {
 namespace {
 
-constexpr uint32_t MaskOf(int32_t bits) {
-  return bits == 32 ? 0xFFFFFFFFU : (1U << bits) - 1;
-}
+constexpr uint32_t MaskOf(int32_t bits) { return bits == 32 ? 0xFFFFFFFFU : (1U << bits) - 1; }
 
 uint32_t LoadWord(const BitReader& reader, const uint8_t* at) {
   if (at == reader.start) return LoadEdgeWord(reader, at);

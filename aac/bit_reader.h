@@ -37,8 +37,7 @@ inline uint32_t LoadWholeWord(const uint8_t* at) {
 
 // A word that is not the first one.
 inline uint32_t LoadNextWord(const BitReader& reader, const uint8_t* at) {
-  return __builtin_expect(at <= reader.lastWhole, 1) ? LoadWholeWord(at)
-                                                     : LoadEdgeWord(reader, at);
+  return __builtin_expect(at <= reader.lastWhole, 1) ? LoadWholeWord(at) : LoadEdgeWord(reader, at);
 }
 
 // `size` may be 0. The bytes are borrowed for as long as the reader is used.

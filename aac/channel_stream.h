@@ -53,7 +53,7 @@ struct IndividualChannelStream {
   int32_t window_sequence;
   int32_t window_shape;
   int32_t max_sfb;
-  int32_t numSwbLong;   // bands of the sampling rate
+  int32_t numSwbLong;  // bands of the sampling rate
   int32_t numSwbShort;
   int32_t scale_factor_grouping[7];
   int32_t num_window_groups;
@@ -74,10 +74,10 @@ struct IndividualChannelStream {
   // each band window by window. One line more than a frame, for the pulse that
   // the range check lets through.
   int16_t quantized[kFrameLength + 8];
-  const int32_t* swbOffsetLong;   // numSwbLong + 1 entries
-  const int32_t* swbOffsetShort;  // numSwbShort + 1 entries
+  const int32_t* swbOffsetLong;             // numSwbLong + 1 entries
+  const int32_t* swbOffsetShort;            // numSwbShort + 1 entries
   const DspVlcTable* const* huffmanTables;  // 0 scale factors, 1 to 11 the spectral books
-  int32_t number_pulse;  // as coded: one less than there are
+  int32_t number_pulse;                     // as coded: one less than there are
   int32_t pulse_start_sfb;
   int32_t pulse_offset[5];
   int32_t pulse_amp[5];
@@ -103,6 +103,10 @@ struct IndividualChannelStream {
   int32_t ltp_short_used[kMaxWindows];
   int32_t ltp_short_lag_present[kMaxWindows];
   int32_t ltp_short_lag[kMaxWindows];
+
+  // Whether a scale factor, energy or position is beyond all that makes sound, so
+  // that lines may come out infinite.
+  int32_t wildScale;
 };
 
 // Bands and their borders for the window kind in use.

@@ -85,13 +85,15 @@ class Tables {
         DescribeBook(i, &description);
       }
       const Levels& levels = kLevels[i];
+      DspVlcTable* const table = reinterpret_cast<DspVlcTable*>(memory_ + used);
+      // All is constant, so that the tests would see a refusal or a lack of room.
       if (dspVlcGetSize(description.codes, description.count, levels.bits, levels.count,
                         &sizes_[i]) != kDspOk ||
-          sizes_[i] > kTableRoom - used) {
-        return;  // the tables are constants: the test of this room would see it
+          sizes_[i] > kTableRoom - used ||
+          dspVlcInit(description.codes, description.count, levels.bits, levels.count, table) !=
+              kDspOk) {
+        return;
       }
-      DspVlcTable* const table = reinterpret_cast<DspVlcTable*>(memory_ + used);
-      dspVlcInit(description.codes, description.count, levels.bits, levels.count, table);
       tables_[i] = table;
       used += (sizes_[i] + 63) & ~63;
     }

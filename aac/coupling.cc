@@ -88,9 +88,9 @@ int32_t CouplingChannelElementParse(CouplingChannelElement* element, CouplingInf
   for (int32_t list = 0; list < info->num_gain_element_lists; ++list)
     info->cgeFlags[list] = element->cgeFlags[list];
   if (element->crcEnabled != 0)
-    element->crcValue = static_cast<int32_t>(
-        CrcOverBits(static_cast<uint32_t>(element->crcValue), *reader, start,
-                    GetBitPosition(*reader), kCrcElementBits));
+    element->crcValue =
+        static_cast<int32_t>(CrcOverBits(static_cast<uint32_t>(element->crcValue), *reader, start,
+                                         GetBitPosition(*reader), kCrcElementBits));
   return 0;
 }
 
@@ -103,9 +103,8 @@ void CouplingGainsCompute(const CouplingChannelElement& element, const CouplingI
     // The step between slots looks at the flags by the list's number, not by the
     // target's: behind a target with both flags they are read one place off. Flags
     // and slots that do not exist are 0 and nowhere.
-    const int32_t flags = list < kMaxCoupledTargets && list <= info.num_coupled_elements
-                              ? info.cc_lr[list]
-                              : 0;
+    const int32_t flags =
+        list < kMaxCoupledTargets && list <= info.num_coupled_elements ? info.cc_lr[list] : 0;
     if (slot < 2 * kMaxCoupledTargets) {
       const bool common = element.cgeFlags[list] != 0;
       const float commonGain =
@@ -114,9 +113,9 @@ void CouplingGainsCompute(const CouplingChannelElement& element, const CouplingI
         for (int32_t b = 0; b < ics.max_sfb; ++b) {
           float gain = 0.0F;
           if (ics.sfb_cb[g][b] != kZeroBook)
-            gain = common ? commonGain
-                          : GainOf(element.gainValues[list][g][b], hasSign,
-                                   info.gain_element_scale);
+            gain = common
+                       ? commonGain
+                       : GainOf(element.gainValues[list][g][b], hasSign, info.gain_element_scale);
           gains->gain[slot][g][b] = gain;
         }
     }

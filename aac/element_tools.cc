@@ -10,6 +10,7 @@ namespace {
 void StoreWindow(AACDecoderState* state, const IndividualChannelStream& ics, int32_t channel) {
   state->windowShape[channel] = ics.window_shape;
   state->windowSequence[channel] = ics.window_sequence;
+  state->wildScale[channel] = ics.wildScale;
 }
 
 void Dequantize(AACDecoderState* state, IndividualChannelStream* ics, int32_t channel) {
@@ -17,8 +18,8 @@ void Dequantize(AACDecoderState* state, IndividualChannelStream* ics, int32_t ch
   InverseQuantize(*ics, state->spectrum[channel]);
 }
 
-void LongTermPrediction(AACDecoderState* state, const IndividualChannelStream& ics,
-                        int32_t channel, const TnsRecord& tns) {
+void LongTermPrediction(AACDecoderState* state, const IndividualChannelStream& ics, int32_t channel,
+                        const TnsRecord& tns) {
   LtpContext* context = &state->ltpContext;
   for (int32_t i = 0; i < 3; ++i)
     context->history[i] = state->ltpHistory[channel][state->ltpHistoryIndex[i]];
@@ -97,6 +98,8 @@ void ChannelPairTools(AACDecoderState* state, int32_t channel) {
   float* right = state->spectrum[channel + 1];
   for (int32_t c = 0; c < 2; ++c) StoreWindow(state, pair->stream[c], channel + c);
   for (int32_t c = 0; c < 2; ++c) Dequantize(state, &pair->stream[c], channel + c);
+  state->wildScale[channel] |= pair->stream[1].wildScale;
+  state->wildScale[channel + 1] |= pair->stream[0].wildScale;
   ApplyMidSide(*pair, left, right);
   ApplyNoise(pair->stream[0], &pair->stream[1], left, right, pair->ms_mask_present, pair->ms_used,
              &state->noiseSeed);

@@ -48,9 +48,9 @@ int32_t SingleChannelElementParse(SingleChannelElement* element, BitReader* read
   element->element_instance_tag = Read(reader, 4);
   if (IndividualChannelStreamParse(&element->stream, reader, false, objectType) != 0) return -1;
   if (element->crcEnabled != 0)
-    element->crcValue = static_cast<int32_t>(
-        CrcOverBits(static_cast<uint32_t>(element->crcValue), *reader, start,
-                    GetBitPosition(*reader), kCrcElementBits));
+    element->crcValue =
+        static_cast<int32_t>(CrcOverBits(static_cast<uint32_t>(element->crcValue), *reader, start,
+                                         GetBitPosition(*reader), kCrcElementBits));
   return 0;
 }
 
@@ -77,8 +77,8 @@ int32_t ChannelPairElementParse(ChannelPairElement* element, BitReader* reader,
   if (IndividualChannelStreamParse(&element->stream[1], reader, common, objectType) != 0) return -1;
   if (element->crcEnabled != 0) {
     const uint32_t end = GetBitPosition(*reader);
-    const uint32_t first = CrcOverBits(static_cast<uint32_t>(element->crcValue), *reader, start,
-                                       end, kCrcElementBits);
+    const uint32_t first =
+        CrcOverBits(static_cast<uint32_t>(element->crcValue), *reader, start, end, kCrcElementBits);
     element->crcValue =
         static_cast<int32_t>(CrcOverBits(first, *reader, middle, end, kCrcSecondChannelBits));
   }

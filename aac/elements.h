@@ -41,8 +41,7 @@ struct ChannelPairElement {
 // of its data: the caller tests the position.
 int32_t SingleChannelElementParse(SingleChannelElement* element, BitReader* reader,
                                   int32_t objectType);
-int32_t ChannelPairElementParse(ChannelPairElement* element, BitReader* reader,
-                                int32_t objectType);
+int32_t ChannelPairElementParse(ChannelPairElement* element, BitReader* reader, int32_t objectType);
 void DataStreamElementParse(BitReader* reader);
 
 }  // namespace orbel

@@ -73,8 +73,7 @@ int32_t ExtensionPayloadParse(const FillContext& context, DynamicRangeInfo* rang
     case kSbrData:
     case kSbrDataCrc: {
       const int32_t crcFlag = type == kSbrDataCrc ? 1 : 0;
-      const int32_t used =
-          SbrExtensionDataParse(record->elementId, crcFlag, record, reader, count);
+      const int32_t used = SbrExtensionDataParse(record->elementId, crcFlag, record, reader, count);
       if (used == kBadStream) record->sbrError = kBadStream;
       return used;
     }

@@ -27,8 +27,8 @@ struct DynamicRangeInfo {
 
 // What a fill element needs of the frame.
 struct FillContext {
-  SbrElement* record;    // of the band replication slot that comes next
-  int32_t* sbrCount;     // slots in use
+  SbrElement* record;  // of the band replication slot that comes next
+  int32_t* sbrCount;   // slots in use
   int32_t sbrSupportLevel;
 };
 

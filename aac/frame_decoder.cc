@@ -1,7 +1,6 @@
 #include "aac/frame_decoder.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstring>
 
 #include "aac/crc.h"
@@ -59,8 +58,7 @@ int32_t TakeChannel(Frame* frame, int32_t id, int32_t key) {
   if (channel + width > kMaxOutputChannels || frame->channels + width > kMaxOutputChannels)
     return kNoElement;
   frame->entries[frame->entryCount++] = table[row];
-  for (int32_t i = 0; i < width; ++i)
-    frame->state->channelOrder[frame->channels++] = channel + i;
+  for (int32_t i = 0; i < width; ++i) frame->state->channelOrder[frame->channels++] = channel + i;
   return channel;
 }
 
@@ -81,8 +79,7 @@ bool DecodeSingle(Frame* frame, int32_t id) {
   if (low && frame->entryCount >= kMaxMapEntries) return false;
   if (low && frame->sbrCount > 0) {
     ++frame->lfeAfterSbr;
-    if (frame->sbrCount < kMaxSbrElements)
-      state->sbrElements[frame->sbrCount++].elementId = kIdLfe;
+    if (frame->sbrCount < kMaxSbrElements) state->sbrElements[frame->sbrCount++].elementId = kIdLfe;
   }
   SingleChannelElement* element = low ? &state->lowFrequency : &state->singleChannel;
   if (!ParseElement(frame, element, [&](SingleChannelElement* e) {
@@ -211,22 +208,18 @@ bool OrderChannels(Frame* frame) {
   return true;
 }
 
-// Keeps what a hostile stream makes of a spectrum finite, so that it is gone with
-// its own frame.
-void LimitSpectrum(float* lines) {
-  constexpr float kLimit = 1e30F;
-  for (int32_t i = 0; i < kFrameLength; ++i) {
-    const float value = lines[i] > kLimit ? kLimit : lines[i];
-    lines[i] = value >= -kLimit ? value : value < -kLimit ? -kLimit : 0.0F;
-  }
+// Spectra that may have become huge are held within bounds, so that what a hostile
+// stream makes of one frame is gone with it.
+bool MayBeHuge(const AACDecoderState& state, int32_t channel, int32_t couplingCount) {
+  return state.wildScale[channel] != 0 || state.tnsData[channel].active != 0 || couplingCount > 0;
 }
 
-void Reconstruct(AACDecoderState* state, int32_t channel) {
+void Reconstruct(AACDecoderState* state, int32_t channel, int32_t couplingCount) {
   float* lines = state->spectrum[channel];
   const int32_t sequence = state->windowSequence[channel];
   const int32_t shape = state->windowShape[channel];
   int32_t& previous = state->prevWindowShape[channel];
-  LimitSpectrum(lines);
+  if (MayBeHuge(*state, channel, couplingCount)) dspLimit_32f_I(lines, kFrameLength);
   if (state->audioObjectType == kObjectSsr)
     SsrFilterbank(state->filterbankSpec, lines, sequence, shape, previous,
                   state->gainControl[channel], &state->gainState[channel],
@@ -237,19 +230,11 @@ void Reconstruct(AACDecoderState* state, int32_t channel) {
   previous = shape;
 }
 
-// The history has whole numbers within 16 bits, halves rounded away from zero.
-void RoundHistory(const float* from, float* to) {
-  for (int32_t i = 0; i < kFrameLength; ++i) {
-    float value = from[i] > 0.0F ? from[i] + 0.5F : from[i] - 0.5F;
-    value = value < 32767.0F ? value : 32767.0F;
-    value = value > -32768.0F ? value : -32768.0F;
-    to[i] = static_cast<float>(static_cast<int32_t>(value));
-  }
-}
-
+// Long-term prediction works on whole numbers within 16 bits.
 void KeepHistory(AACDecoderState* state, int32_t channel) {
-  RoundHistory(state->pcmFloat[channel], state->ltpHistory[channel][state->ltpHistoryIndex[1]]);
-  RoundHistory(state->overlap[channel], state->ltpHistory[channel][state->ltpHistoryIndex[2]]);
+  float(*history)[kMaxFrameLength] = state->ltpHistory[channel];
+  dspRoundTo16s_32f(state->pcmFloat[channel], history[state->ltpHistoryIndex[1]], kFrameLength);
+  dspRoundTo16s_32f(state->overlap[channel], history[state->ltpHistoryIndex[2]], kFrameLength);
 }
 
 void FindTargets(AACDecoderState* state, CouplingInfo* info) {
@@ -284,7 +269,7 @@ void Synthesize(AACDecoderState* state, int32_t couplingCount) {
     FindTargets(state, &state->couplingInfo[i]);
     if (state->couplingInfo[i].ind_sw_cce_flag == 0 && !longTerm) continue;
     // The spectrum is still needed: elements that are mixed into spectra follow.
-    Reconstruct(state, kFirstCouplingChannel + i);
+    Reconstruct(state, kFirstCouplingChannel + i, couplingCount);
     if (longTerm) KeepHistory(state, kFirstCouplingChannel + i);
   }
   Couple(state, couplingCount, 0);
@@ -294,7 +279,8 @@ void Synthesize(AACDecoderState* state, int32_t couplingCount) {
       TnsApply(state->tnsData[channel], state->spectrum[channel]);
   }
   Couple(state, couplingCount, 1);
-  for (int32_t i = 0; i < state->numChannels; ++i) Reconstruct(state, state->channelOrder[i]);
+  for (int32_t i = 0; i < state->numChannels; ++i)
+    Reconstruct(state, state->channelOrder[i], couplingCount);
   if (longTerm)
     for (int32_t i = 0; i < state->numChannels; ++i) KeepHistory(state, state->channelOrder[i]);
 }

@@ -10,7 +10,7 @@ namespace orbel {
 // Results of the inner functions of the AAC family.
 constexpr int32_t kFrameGood = 0;
 constexpr int32_t kFrameNoMemory = 3;
-constexpr int32_t kFrameBad = 4;             // no PCM was written
+constexpr int32_t kFrameBad = 4;  // no PCM was written
 constexpr int32_t kFrameNullPointer = 5;
 constexpr int32_t kFrameOutputTooSmall = 7;  // it is decoded; the next call writes it
 constexpr int32_t kFrameUnsupported = 8;

@@ -20,6 +20,9 @@ constexpr int32_t kScaleFactorBias = 60;
 constexpr int32_t kNoiseOffset = 90;
 constexpr int32_t kNoisePcmBits = 9;
 constexpr int32_t kGainOffset = 100;
+// Within these no gain is so large that lines could become infinite.
+constexpr int32_t kLoudest = 300;
+constexpr int32_t kQuietest = -100;
 
 constexpr bool CarriesLines(int32_t book) { return book >= 1 && book <= kEscapeBook; }
 
@@ -40,8 +43,10 @@ int32_t IcsInfoParse(IndividualChannelStream* ics, BitReader* reader, int32_t ob
     if (ics->max_sfb > ics->numSwbShort) return -1;
     for (int32_t& grouped : ics->scale_factor_grouping) {
       grouped = Read(reader, 1);
-      if (grouped == 0) ics->window_group_length[ics->num_window_groups++] = 1;
-      else ++ics->window_group_length[ics->num_window_groups - 1];
+      if (grouped == 0)
+        ics->window_group_length[ics->num_window_groups++] = 1;
+      else
+        ++ics->window_group_length[ics->num_window_groups - 1];
     }
     if (objectType == kObjectMain) std::memset(ics->prediction_used, 0, kMaxBands);
     return 0;
@@ -97,8 +102,7 @@ int32_t SectionDataParse(IndividualChannelStream* ics, BitReader* reader) {
 
 CodeCursor CursorOf(const BitReader& reader) {
   const uint32_t position = GetBitPosition(reader);
-  return {ReaderData(reader) + position / 8, static_cast<int32_t>(position % 8),
-          ReaderEnd(reader)};
+  return {ReaderData(reader) + position / 8, static_cast<int32_t>(position % 8), ReaderEnd(reader)};
 }
 
 void ReturnCursor(const CodeCursor& cursor, BitReader* reader) {
@@ -113,41 +117,57 @@ int32_t ReadScaleFactorStep(CodeCursor* cursor, const IndividualChannelStream& i
 }
 
 void ScaleFactorDataParse(IndividualChannelStream* ics, BitReader* reader) {
-  int32_t scaleFactor = ics->global_gain;
+  // All steps first, in two runs: the noise chain starts with a number of its own
+  // in front of the first noise band's place.
+  int32_t codes = 0;
+  int32_t codesBeforeNoise = -1;
+  for (int32_t g = 0; g < ics->num_window_groups; ++g)
+    for (int32_t b = 0; b < ics->max_sfb; ++b) {
+      const int32_t book = ics->sfb_cb[g][b];
+      if (book == kNoiseBook && codesBeforeNoise < 0)
+        codesBeforeNoise = codes;
+      else
+        codes += book != kZeroBook ? 1 : 0;
+    }
+  int16_t steps[kMaxWindows * kMaxBands];
+  const DspVlcTable* table = ics->huffmanTables[0];
+  CodeCursor cursor = CursorOf(*reader);
+  const auto readSteps = [&](int32_t from, int32_t to) {
+    dspVlcDecodeBlock(&cursor.bytes, &cursor.bitOffset, cursor.end, steps + from, to - from, table);
+  };
   int32_t noiseEnergy = ics->global_gain - kNoiseOffset;
+  readSteps(0, codesBeforeNoise < 0 ? codes : codesBeforeNoise);
+  ReturnCursor(cursor, reader);
+  if (codesBeforeNoise >= 0) {
+    noiseEnergy += Read(reader, kNoisePcmBits) - (1 << (kNoisePcmBits - 1));
+    cursor = CursorOf(*reader);
+    readSteps(codesBeforeNoise, codes);
+    ReturnCursor(cursor, reader);
+  }
+
+  int32_t scaleFactor = ics->global_gain;
   int32_t intensityPosition = 0;
   bool firstNoise = true;
-  CodeCursor cursor = CursorOf(*reader);
+  bool wild = false;
+  const int16_t* step = steps;
   for (int32_t g = 0; g < ics->num_window_groups; ++g) {
     for (int32_t b = 0; b < ics->max_sfb; ++b) {
-      int32_t* chain = &scaleFactor;
-      switch (ics->sfb_cb[g][b]) {
-        case kZeroBook:
-          ics->scaleFactors[g][b] = 0;
-          continue;
-        case kIntensityBook:
-        case kIntensityBookOutOfPhase:
-          chain = &intensityPosition;
-          break;
-        case kNoiseBook:
-          chain = &noiseEnergy;
-          if (firstNoise) {
-            firstNoise = false;
-            ReturnCursor(cursor, reader);
-            noiseEnergy += Read(reader, kNoisePcmBits) - (1 << (kNoisePcmBits - 1));
-            cursor = CursorOf(*reader);
-            ics->scaleFactors[g][b] = static_cast<int16_t>(noiseEnergy);
-            continue;
-          }
-          break;
-        default:
-          break;
+      const int32_t book = ics->sfb_cb[g][b];
+      int32_t value = 0;
+      if (book == kNoiseBook) {
+        if (!firstNoise) noiseEnergy += *step++ - kScaleFactorBias;
+        firstNoise = false;
+        value = noiseEnergy;
+      } else if (book >= kIntensityBookOutOfPhase) {
+        value = intensityPosition += *step++ - kScaleFactorBias;
+      } else if (book != kZeroBook) {
+        value = scaleFactor += *step++ - kScaleFactorBias;
       }
-      *chain += ReadScaleFactorStep(&cursor, *ics);
-      ics->scaleFactors[g][b] = static_cast<int16_t>(*chain);
+      wild = wild || value > kLoudest || value < kQuietest;
+      ics->scaleFactors[g][b] = static_cast<int16_t>(value);
     }
   }
-  ReturnCursor(cursor, reader);
+  ics->wildScale = wild ? 1 : 0;
 }
 
 int32_t PulseDataParse(IndividualChannelStream* ics, BitReader* reader) {

@@ -2,27 +2,18 @@
 
 #include <cmath>
 
+#include "dsp/primitives.h"
+
 namespace orbel {
 namespace {
 
-constexpr uint32_t kMultiplier = 1664525;
-constexpr uint32_t kIncrement = 1013904223;
-
 // One normalisation for all lines of a group's band.
 void DrawBand(float* lines, int32_t count, int32_t energy, int32_t* noiseSeed) {
-  auto seed = static_cast<uint32_t>(*noiseSeed);
   float sum = 0.0F;
-  for (int32_t i = 0; i < count; ++i) {
-    seed = seed * kMultiplier + kIncrement;
-    const auto value = static_cast<float>(static_cast<int32_t>(seed));
-    lines[i] = value;
-    sum += value * value;
-  }
-  *noiseSeed = static_cast<int32_t>(seed);
+  dspNoise_32f(noiseSeed, lines, count, &sum);
   const auto wanted = static_cast<float>(std::exp2(0.25 * energy));
   const auto level = static_cast<float>(1.0 / std::sqrt(static_cast<double>(sum)));
-  const float gain = wanted * level;
-  for (int32_t i = 0; i < count; ++i) lines[i] *= gain;
+  dspMulC_32f(lines, wanted * level, lines, count);
 }
 
 }  // namespace
@@ -42,12 +33,12 @@ void ApplyNoise(const IndividualChannelStream& first, const IndividualChannelStr
         const int32_t count = (offsets[b + 1] - offsets[b]) * windows;
         if (ics.sfb_cb[g][b] != kNoiseBook || count == 0) continue;
         const int32_t start = groupStart + offsets[b] * windows;
-        const bool copied = channel == 1 && (ms_mask_present == 2 ||
-                                             (ms_mask_present == 1 && ms_used[g][b] != 0));
+        const bool copied =
+            channel == 1 && (ms_mask_present == 2 || (ms_mask_present == 1 && ms_used[g][b] != 0));
         if (copied) {
           const int32_t difference = ics.scaleFactors[g][b] - first.scaleFactors[g][b];
           const auto gain = static_cast<float>(std::exp2(0.25 * difference));
-          for (int32_t i = start; i < start + count; ++i) right[i] = left[i] * gain;
+          dspMulC_32f(left + start, gain, right + start, count);
         } else {
           DrawBand(spectrum + start, count, ics.scaleFactors[g][b], noiseSeed);
         }

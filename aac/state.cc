@@ -64,9 +64,8 @@ void AACDecoderStateReset(AACDecoderState* state) {
 
 void AACDecoderStateInit(AACDecoderState* state) {
   state->huffmanTables = CodeTables();
-  ForEachStream(state, [state](IndividualChannelStream* ics) {
-    ics->huffmanTables = state->huffmanTables;
-  });
+  ForEachStream(
+      state, [state](IndividualChannelStream* ics) { ics->huffmanTables = state->huffmanTables; });
   SetBands(state, kNoBandsIndex);
   state->sbrMode = kNotSet;
   state->sbrDownsample = kNotSet;

@@ -21,9 +21,9 @@
 
 namespace orbel {
 
-constexpr int32_t kMaxChannels = 12;       // 0 to 9 are output channels,
+constexpr int32_t kMaxChannels = 12;           // 0 to 9 are output channels,
 constexpr int32_t kFirstCouplingChannel = 10;  // 10 and 11 those of coupling elements
-constexpr int32_t kMaxFrameLength = 2048;  // samples a channel at the doubled rate
+constexpr int32_t kMaxFrameLength = 2048;      // samples a channel at the doubled rate
 constexpr uint64_t kStateRoom = 2142080;
 
 struct AACDecoderState {
@@ -32,8 +32,8 @@ struct AACDecoderState {
   int32_t samplingFrequency;  // hertz
   int32_t upsamplingFactor;   // 1, or 2 when band replication doubles the rate
   int32_t samplingIndex;
-  int32_t elementCount;  // entries of elementTable
-  int32_t numChannels;   // of the present frame
+  int32_t elementCount;     // entries of elementTable
+  int32_t numChannels;      // of the present frame
   int32_t prevNumChannels;  // of the last good frame
   int32_t nextChannel;
   int32_t reserved;
@@ -84,7 +84,8 @@ struct AACDecoderState {
   LtpContext ltpContext;
   alignas(32) float ltpWork[kLtpWorkLength];
   MainPredictorState* predictors[kMaxChannels];
-  FrameTools* tools;  // where to count what frames use, or null
+  int32_t wildScale[kMaxChannels];  // scale factors of the frame that no sane stream has
+  FrameTools* tools;                // where to count what frames use, or null
 };
 
 static_assert(sizeof(AACDecoderState) <= kStateRoom);

@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "dsp/primitives.h"
+
 namespace orbel {
 namespace {
 
@@ -28,12 +30,7 @@ void ApplyMidSide(const ChannelPairElement& pair, float* left, float* right) {
   ForEachBand(ics, [&](int32_t g, int32_t b, int32_t start, int32_t count) {
     if (!all && pair.ms_used[g][b] == 0) return;
     if (ics.sfb_cb[g][b] >= kNoiseBook) return;
-    for (int32_t i = start; i < start + count; ++i) {
-      const float m = left[i];
-      const float s = right[i];
-      left[i] = m + s;
-      right[i] = m - s;
-    }
+    dspMidSide_32f_I(left + start, right + start, count);
   });
 }
 
@@ -45,8 +42,7 @@ void ApplyIntensity(const ChannelPairElement& pair, float* left, float* right) {
     const bool inverted = pair.ms_mask_present == 1 && pair.ms_used[g][b] != 0;
     const bool negative = (book == kIntensityBookOutOfPhase) != inverted;
     const auto gain = static_cast<float>(std::exp2(-0.25 * ics.scaleFactors[g][b]));
-    const float factor = negative ? -gain : gain;
-    for (int32_t i = start; i < start + count; ++i) right[i] = factor * left[i];
+    dspMulC_32f(left + start, negative ? -gain : gain, right + start, count);
   });
 }
 

@@ -178,8 +178,8 @@ int32_t ProgramConfigElementParse(ProgramConfigElement* pce, BitReader* reader) 
     }
     return channels;
   };
-  pce->num_front_channels = readElements(pce->num_front_channel_elements,
-                                         pce->front_element_is_cpe, pce->front_element_tag_select);
+  pce->num_front_channels = readElements(pce->num_front_channel_elements, pce->front_element_is_cpe,
+                                         pce->front_element_tag_select);
   pce->num_side_channels = readElements(pce->num_side_channel_elements, pce->side_element_is_cpe,
                                         pce->side_element_tag_select);
   pce->num_back_channels = readElements(pce->num_back_channel_elements, pce->back_element_is_cpe,

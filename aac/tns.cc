@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "dsp/primitives.h"
+
 namespace orbel {
 namespace {
 
@@ -9,10 +11,10 @@ namespace {
 // sin(c * (pi / 2) / (2^(res - 1) - 0.5)), for negative c with + 0.5.
 constexpr float kReflection3[8] = {-0.984807753F, -0.866025404F, -0.642787610F, -0.342020143F,
                                    0.0F,          0.433883739F,  0.781831482F,  0.974927912F};
-constexpr float kReflection4[16] = {
-    -0.995734176F, -0.961825643F, -0.895163291F, -0.798017227F, -0.673695644F, -0.526432163F,
-    -0.361241666F, -0.183749518F, 0.0F,          0.207911691F,  0.406736643F,  0.587785252F,
-    0.743144825F,  0.866025404F,  0.951056516F,  0.994521895F};
+constexpr float kReflection4[16] = {-0.995734176F, -0.961825643F, -0.895163291F, -0.798017227F,
+                                    -0.673695644F, -0.526432163F, -0.361241666F, -0.183749518F,
+                                    0.0F,          0.207911691F,  0.406736643F,  0.587785252F,
+                                    0.743144825F,  0.866025404F,  0.951056516F,  0.994521895F};
 
 // Takes steps of +1 or -1.
 int32_t SignExtend(int32_t value, int32_t bits) {
@@ -37,24 +39,8 @@ void TnsCoefficients(int32_t order, int32_t resolution, int32_t compress, const 
   }
 }
 
-// y[n] = x[n] - sum of lpc[k] * y[n - k]. The sum is built term by term from the
-// most recent output on.
-void AllPole(const float* lpc, int32_t order, float* line, int32_t step, int32_t count) {
-  float history[2 * kTnsMaxOrder] = {};  // newest first, twice, so that no term wraps
-  int32_t newest = 0;
-  for (int32_t n = 0; n < count; ++n, line += step) {
-    float value = *line;
-    const float* past = history + newest;
-    for (int32_t k = 1; k <= order; ++k) value -= lpc[k] * past[k - 1];
-    *line = value;
-    newest = newest == 0 ? order - 1 : newest - 1;
-    history[newest] = value;
-    history[newest + order] = value;
-  }
-}
-
 void MovingAverage(const float* lpc, int32_t order, float* line, int32_t step, int32_t count) {
-  float history[2 * kTnsMaxOrder] = {};
+  float history[2 * kTnsMaxOrder] = {};  // newest first, twice, so that no term wraps
   int32_t newest = 0;
   for (int32_t n = 0; n < count; ++n, line += step) {
     const float input = *line;
@@ -134,7 +120,7 @@ void TnsPrepare(const IndividualChannelStream& ics, TnsRecord* tns) {
 
 void TnsApply(const TnsRecord& tns, float* spectrum) {
   for (int32_t w = 0; w < tns.windowCount; ++w)
-    RunFilters(tns, w, spectrum + w * kShortLength, AllPole);
+    RunFilters(tns, w, spectrum + w * kShortLength, dspAllPole_32f_I);
 }
 
 void TnsAnalysisFilter(const TnsRecord& tns, int32_t window, float* lines) {

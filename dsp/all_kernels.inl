@@ -12,6 +12,7 @@ DSP_KERNELS(DSP_DECLARE_VARIANT)
 #include "dsp/g726.inl"
 #include "dsp/prediction.inl"
 #include "dsp/speech.inl"
+#include "dsp/tools.inl"
 #include "dsp/spectrum.inl"
 #include "dsp/transform.inl"
 #include "dsp/vector_arithmetic.inl"

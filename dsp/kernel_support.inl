@@ -4,6 +4,7 @@
 typedef int16_t V8x16 __attribute__((vector_size(16)));
 typedef uint16_t V8u16 __attribute__((vector_size(16)));
 typedef int32_t V4x32 __attribute__((vector_size(16)));
+typedef uint32_t V4u32 __attribute__((vector_size(16)));
 typedef float V4xF __attribute__((vector_size(16)));
 
 template <typename Vector>

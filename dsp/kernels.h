@@ -13,6 +13,7 @@
 
 #include "dsp/g726_state.h"
 #include "dsp/prediction_kernels.h"
+#include "dsp/tool_kernels.h"
 #include "dsp/transform_kernels.h"
 #include "dsp/vlc_kernels.h"
 
@@ -105,5 +106,6 @@
   DSP_SPEECH_KERNELS(X) \
   DSP_VLC_KERNELS(X)    \
   DSP_TRANSFORM_KERNELS(X) \
+  DSP_TOOL_KERNELS(X)    \
   DSP_PREDICTION_KERNELS(X)
 // clang-format on

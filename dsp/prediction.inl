@@ -2,7 +2,6 @@
 
 namespace prediction {
 
-typedef uint32_t V4u32 __attribute__((vector_size(16)));
 
 constexpr float kAttenuation = 0.953125f;  // a and b of the standard
 constexpr float kForgetting = 0.90625f;    // alpha

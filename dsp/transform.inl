@@ -234,19 +234,21 @@ template <int L, typename Sink>
     Complex4 b[4];
     LastPoints<L, false>(work, rotations.last, t, a);
     LastPoints<L, true>(work, rotations.last, kGroups - 1 - t, b);
-    sink.Put(8 * t, Upwards(a[2].re, b[1].im), Upwards(a[2].im, b[1].re));
-    sink.Put(2 * L + 8 * t, Upwards(a[3].re, b[0].im), Upwards(a[3].im, b[0].re));
+    sink.template Put<8 * L>(8 * t, Upwards(a[2].re, b[1].im), Upwards(a[2].im, b[1].re));
+    sink.template Put<8 * L>(2 * L + 8 * t, Upwards(a[3].re, b[0].im), Upwards(a[3].im, b[0].re));
     if constexpr (kGroups > 1) {
-      sink.Put(2 * L - 8 - 8 * t, Downwards(a[1].im, b[2].re), Downwards(a[1].re, b[2].im));
-      sink.Put(4 * L - 8 - 8 * t, Downwards(a[0].im, b[3].re), Downwards(a[0].re, b[3].im));
+      sink.template Put<8 * L>(2 * L - 8 - 8 * t, Downwards(a[1].im, b[2].re),
+                               Downwards(a[1].re, b[2].im));
+      sink.template Put<8 * L>(4 * L - 8 - 8 * t, Downwards(a[0].im, b[3].re),
+                               Downwards(a[0].re, b[3].im));
     }
   }
 }
 
-// M = N / 2 in the sinks.
+// M = N / 2 in the sinks; n is a multiple of 8 below M / 2.
 struct SamplesSink {
   float* samples;
-  int M;
+  template <int M>
   [[gnu::always_inline]] inline void Put(int n, const Eight& v, const Eight& c) const {
     Store(samples + n, v.low);
     Store(samples + n + 4, v.high);
@@ -265,7 +267,7 @@ struct OverlapSink {
   const float* overlap;
   float* output;
   float* overlapOut;
-  int M;
+  template <int M>
   [[gnu::always_inline]] inline void Put(int n, const Eight& v, const Eight& c) const {
     const int at[4] = {n, n + 4, M - 8 - n, M - 4 - n};
     const V4xF kept[4] = {Load<V4xF>(overlap + at[0]), Load<V4xF>(overlap + at[1]),
@@ -284,7 +286,7 @@ struct OverlapSink {
 // u itself, at the forward transform's scale.
 struct LinesSink {
   float* lines;
-  int M;
+  template <int M>
   [[gnu::always_inline]] inline void Put(int n, const Eight& v, const Eight& c) const {
     const V4xF scale = All(static_cast<float>(2 * M));
     Store(lines + M / 2 + n, v.low * scale);
@@ -367,7 +369,7 @@ int32_t dspImdct_32f(const float* lines, float* samples, const DspImdctSpec* spe
   if (lines == nullptr || samples == nullptr || spec == nullptr || work == nullptr) {
     return kDspNullPointer;
   }
-  return TransformOf(spec->samples, lines, work, SamplesSink{samples, spec->samples / 2});
+  return TransformOf(spec->samples, lines, work, SamplesSink{samples});
 }
 
 int32_t dspImdctWindowOverlap_32f(const float* lines, const float* rising, const float* falling,
@@ -377,7 +379,7 @@ int32_t dspImdctWindowOverlap_32f(const float* lines, const float* rising, const
       output == nullptr || overlapOut == nullptr || spec == nullptr || work == nullptr) {
     return kDspNullPointer;
   }
-  const OverlapSink sink = {rising, falling, overlap, output, overlapOut, spec->samples / 2};
+  const OverlapSink sink = {rising, falling, overlap, output, overlapOut};
   return TransformOf(spec->samples, lines, work, sink);
 }
 
@@ -397,5 +399,5 @@ int32_t dspMdctFwd_32f(const float* samples, float* lines, const DspMdctFwdSpec*
     const V4xF last = Load<V4xF>(samples + 2 * M - 4 - n);
     Store(folded + M / 2 - 4 - n, -(Reverse(second) + last));
   }
-  return TransformOf(spec->samples, folded, work, LinesSink{lines, M});
+  return TransformOf(spec->samples, folded, work, LinesSink{lines});
 }

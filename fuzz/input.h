@@ -28,6 +28,7 @@ class FuzzInput {
     return bytes;
   }
   bool Empty() const { return left_ == 0; }
+  size_t Left() const { return left_; }
 
  private:
   const uint8_t* data_;

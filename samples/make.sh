@@ -1,5 +1,5 @@
 #!/bin/sh
-# make.sh: makes the samples beside it again. Needs espeak-ng, sox, ffmpeg and a
+# make.sh: makes the telephony samples beside it again. Needs espeak-ng, sox, ffmpeg and a
 # C++ compiler; the same versions of these give the same bytes.
 set -eu
 cd "$(dirname "$0")"

@@ -11,7 +11,7 @@ namespace orbel {
 constexpr int32_t kMaxSbrElements = 10;
 
 struct SbrElement {
-  int32_t elementId;  // 0 single channel, 1 channel pair; 2 and above: nothing to replicate
+  int32_t elementId;          // 0 single channel, 1 channel pair; 2 and above: nothing to replicate
   int32_t samplingFrequency;  // of the replicated output, hertz
   int32_t samplingIndex;      // of that frequency
   int32_t fillBitsLeft;       // bits of the fill element that are still unread

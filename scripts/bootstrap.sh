@@ -23,6 +23,7 @@ for need in "$@"; do
       want_file "/usr/include/gtest/gtest.h /usr/local/include/gtest/gtest.h" libgtest-dev
       want_file "/usr/lib/*/libasound.so.2 /usr/lib/libasound.so.2 /usr/lib64/libasound.so.2" libasound2
       want_program pkg-config pkg-config
+      want_file "/usr/include/FLAC/stream_decoder.h /usr/local/include/FLAC/stream_decoder.h" libflac-dev
       ;;
     lint)
       want_program clang-format clang-format

@@ -10,9 +10,9 @@ mkdir -p out
 # field KEY JSON: the value of one field of the tool's one-line JSON.
 field() { printf '%s\n' "$2" | sed -n "s/.*\"$1\": \"\{0,1\}\([^\",}]*\).*/\1/p"; }
 
-row='%-16s  %-20s  %7s  %12s  %10s  %10s\n'
+row='%-16s %-18s %6s %2s %7s %11s %6s %6s\n'
 # shellcheck disable=SC2059  # the format is ours
-printf "$row" file format seconds 'x real time' 'peak dBFS' 'RMS dBFS'
+printf "$row" file format Hz ch seconds 'x real time' peak RMS
 while read -r file options; do
   name=$(printf '%s\n' "$file" | sed 's/\.wav$//; s/\./-/g')
   # shellcheck disable=SC2086  # options are words
@@ -20,8 +20,9 @@ while read -r file options; do
   # shellcheck disable=SC2086
   facts=$("$orbel" info "samples/$file" $options --json)
   # shellcheck disable=SC2059
-  printf "$row" "$file" "$(field title "$done")" "$(field seconds "$done")" \
+  printf "$row" "$file" "$(field title "$done")" "$(field rate "$facts")" \
+    "$(field channels "$facts")" "$(field seconds "$done")" \
     "$(field timesRealTime "$done" | cut -d. -f1)" \
     "$(field peakDbfs "$facts")" "$(field rmsDbfs "$facts")"
 done <samples/list.txt
-echo "The decoded sound is in out/: 16-bit PCM, 8000 Hz, mono."
+echo "The decoded sound is in out/: 16-bit PCM. Levels are in dB under full scale."

@@ -1,5 +1,9 @@
 #include "tools/coded_input.h"
 
+#include <cstring>
+
+#include "tools/aac_input.h"
+#include "tools/aac_samples.h"
 #include "tools/block_input.h"
 #include "tools/failure.h"
 #include "tools/wav.h"
@@ -67,18 +71,56 @@ std::unique_ptr<CodedInput> OpenWav(const Options& options, std::unique_ptr<Inpu
                                       std::move(head.notes));
 }
 
+bool IsMp4(InputFile* file) {
+  const auto bytes = file->Peek(8);
+  return bytes.size() == 8 && std::memcmp(&bytes[4], "ftyp", 4) == 0;
+}
+
+// Null when it is none and the user does not say that it is.
+std::unique_ptr<AacInput> OpenAac(const Options& options, std::unique_ptr<InputFile>* file) {
+  const bool sure = options.format != nullptr;
+  const std::string name = (*file)->Name();
+  if (!options.config.empty()) {
+    auto found = OpenAacByContent(file, false);
+    if (found)
+      throw UsageFailure(name + ": " + found->Form().container +
+                         ", which needs no --config: that is for raw access units");
+    return OpenAacUnits(std::move(*file), options.config);
+  }
+  auto input = OpenAacByContent(file, sure);
+  if (!input && sure)
+    throw FailureIn(name, "neither ADTS nor ADIF; raw access units need --config");
+  return input;
+}
+
 }  // namespace
 
-std::unique_ptr<CodedInput> OpenCodedInput(const Options& options, size_t index) {
+OpenedInput::OpenedInput() = default;
+OpenedInput::OpenedInput(OpenedInput&&) noexcept = default;
+OpenedInput::~OpenedInput() = default;
+
+OpenedInput OpenInput(const Options& options, size_t index) {
+  OpenedInput opened;
   auto file = std::make_unique<InputFile>(options.inputs[index]);
-  if (LooksLikeWav(file.get())) return OpenWav(options, std::move(file));
-  if (options.format == nullptr)
-    throw UsageFailure(file->Name() + ": not a WAV file; say what it holds with --format (" +
-                       FormatKeys() + ")");
-  const Format& format = *options.format;
-  const int32_t sampleBytes = SampleBytes(options, format, *file);
-  return std::make_unique<BlockInput>(std::move(file), format, sampleBytes, "raw", std::nullopt,
-                                      std::vector<std::string>());
+  const std::string name = file->Name();
+  if (LooksLikeWav(file.get())) {
+    opened.samples = OpenWav(options, std::move(file));
+  } else if (options.format != nullptr && !options.format->IsAac()) {
+    const Format& format = *options.format;
+    const int32_t sampleBytes = SampleBytes(options, format, *file);
+    opened.samples = std::make_unique<BlockInput>(std::move(file), format, sampleBytes, "raw",
+                                                  std::nullopt, std::vector<std::string>());
+  } else {
+    opened.frames = OpenAac(options, &file);
+    if (!opened.frames && IsMp4(file.get()))
+      throw FailureAt(name, "MP4 files are not read, only what is in them: ADTS or raw units", 0);
+    if (!opened.frames)
+      throw UsageFailure(name +
+                         ": not a WAV, ADTS or ADIF file; say what it holds with --format (" +
+                         FormatKeys() + ")");
+    if (options.player) opened.samples = std::make_unique<AacSamples>(std::move(opened.frames));
+  }
+  return opened;
 }
 
 }  // namespace orbel::tool

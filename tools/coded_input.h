@@ -1,5 +1,5 @@
-// What the commands read: a stream of samples as a host would hand them to a
-// player. One small class stands for each kind of input.
+// What the commands read. Every input has a form and remarks; a CodedInput is
+// cut into samples as a host would hand them to a player.
 #pragma once
 
 #include <cstdint>
@@ -12,12 +12,14 @@
 
 namespace orbel::tool {
 
+class AacInput;
+
 // What is known of a stream before its first sample.
 struct StreamForm {
   std::string name;       // of the input, for messages
   std::string format;     // as --format spells it
   std::string title;      // as people call it
-  std::string container;  // "raw" or "WAV"
+  std::string container;  // "raw", "WAV", "ADTS", "ADIF" or "raw access units"
   int32_t formatId = 0;   // the next three are PlayerOpen's arguments
   int32_t rateIndex = 0;
   int32_t sampleBytes = 0;
@@ -26,6 +28,25 @@ struct StreamForm {
   uint64_t dataStart = 0;              // byte of the input at which coded bytes start
   std::optional<uint64_t> codedBytes;  // unknown for a pipe
   std::optional<uint64_t> pcmSamples;  // per channel, likewise
+};
+
+class StreamInput {
+ public:
+  virtual ~StreamInput() = default;
+
+  const StreamForm& Form() const { return form_; }
+  // True when going on may have to wait for whoever fills a pipe.
+  virtual bool MayWait() const = 0;
+  virtual bool IsSameFile(int descriptor) const = 0;
+  // Remarks about the input that did not stop the work, complete at the end.
+  const std::vector<std::string>& Notes() const { return notes_; }
+  void Note(const std::string& text, uint64_t position) {
+    notes_.push_back(text + " (byte " + std::to_string(position) + ")");
+  }
+
+ protected:
+  StreamForm form_;
+  std::vector<std::string> notes_;
 };
 
 // One sample for the player.
@@ -37,32 +58,26 @@ struct Unit {
   uint64_t pcmSamples = 0;  // PCM samples that these bytes hold
 };
 
-class CodedInput {
+class CodedInput : public StreamInput {
  public:
-  virtual ~CodedInput() = default;
-
-  const StreamForm& Form() const { return form_; }
   // False at the end. Throws Failure.
   virtual bool Next(Unit* unit) = 0;
-  // True when Next may have to wait for whoever fills a pipe.
-  virtual bool MayWait() const = 0;
   // A unit of silence, to push the last sound out of a device.
   virtual Unit Silence() = 0;
-  virtual bool IsSameFile(int descriptor) const = 0;
-  // Remarks about the input that did not stop the work, complete at the end.
-  const std::vector<std::string>& Notes() const { return notes_; }
+};
 
- protected:
-  void Note(const std::string& text, uint64_t position) {
-    notes_.push_back(text + " (byte " + std::to_string(position) + ")");
-  }
+// Exactly one of the two is there.
+struct OpenedInput {
+  std::unique_ptr<CodedInput> samples;  // for a player
+  std::unique_ptr<AacInput> frames;     // for the AAC decoder itself
 
-  StreamForm form_;
-  std::vector<std::string> notes_;
+  OpenedInput();
+  OpenedInput(OpenedInput&&) noexcept;
+  ~OpenedInput();
 };
 
 // Opens options.inputs[index], telling its kind by content and --format.
 // Throws Failure, or UsageFailure where options are missing or contradict it.
-std::unique_ptr<CodedInput> OpenCodedInput(const Options& options, size_t index);
+OpenedInput OpenInput(const Options& options, size_t index);
 
 }  // namespace orbel::tool

@@ -13,6 +13,7 @@ constexpr Format kFormats[] = {
     {"alaw", "G.711 A-law", ORBEL_FORMAT_ALAW, 8, 1, 0xD5, 64000, 160, 0, 6},
     {"g726-32", "G.726 at 32 kbit/s", ORBEL_FORMAT_G726_32, 4, 4, 0x00, 16000, 80, 0, -1},
     {"g726-24", "G.726 at 24 kbit/s", ORBEL_FORMAT_G726_24, 3, 3, 0x00, 12000, 60, 0, -1},
+    {"aac", "MPEG-4 AAC", ORBEL_FORMAT_AAC, 0, 1, 0x00, 0, 0, 0, -1},
     {"ima", "IMA ADPCM blocks", ORBEL_FORMAT_IMA, 4, 1, 0x08, 0, 0, 4, -1},
 };
 

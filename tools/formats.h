@@ -1,5 +1,5 @@
-// The telephony formats as the tool knows them: how each is spelled, how many
-// samples bytes hold, what its silence is.
+// The formats as the tool knows them: how each is spelled and, of the telephony
+// formats, how many samples bytes hold and what silence is.
 #pragma once
 
 #include <cstdint>
@@ -19,6 +19,8 @@ struct Format {
   int32_t liveBytes;       // for short delay: 20 ms
   uint32_t blockOverhead;  // header bytes at the start of every sample
   int wavTag;              // in WAV files, or -1
+
+  bool IsAac() const { return bitsPerSample == 0; }
 };
 
 inline constexpr uint32_t kTelephonyRate = 8000;

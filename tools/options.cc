@@ -21,7 +21,18 @@ constexpr CommandRow kCommands[] = {
 constexpr unsigned Bit(Command command) { return 1u << static_cast<unsigned>(command); }
 constexpr unsigned kEach = Bit(Command::kDecode) | Bit(Command::kPlay) | Bit(Command::kInfo);
 
-enum class Name { kOutput, kFormat, kSampleBytes, kVolume, kRaw, kJson, kHelp };
+enum class Name {
+  kOutput,
+  kNull,
+  kFormat,
+  kConfig,
+  kPlayer,
+  kSampleBytes,
+  kVolume,
+  kRaw,
+  kJson,
+  kHelp
+};
 
 struct OptionRow {
   std::string_view name;
@@ -32,7 +43,10 @@ struct OptionRow {
 constexpr OptionRow kOptions[] = {
     {"--output", Name::kOutput, "a file name", Bit(Command::kDecode)},
     {"-o", Name::kOutput, "a file name", Bit(Command::kDecode)},
+    {"--null", Name::kNull, nullptr, Bit(Command::kDecode)},
     {"--format", Name::kFormat, "a format", kEach},
+    {"--config", Name::kConfig, "a configuration in hexadecimal digits", kEach},
+    {"--player", Name::kPlayer, nullptr, kEach},
     {"--sample-bytes", Name::kSampleBytes, "a number", kEach},
     {"--volume", Name::kVolume, "a number from 0 to 65535", Bit(Command::kPlay)},
     {"--raw", Name::kRaw, nullptr, Bit(Command::kDecode)},
@@ -91,6 +105,20 @@ int32_t Number(std::string_view option, std::string_view text, int32_t least, in
   return value;
 }
 
+std::vector<uint8_t> Hex(std::string_view option, std::string_view text) {
+  std::vector<uint8_t> bytes(text.size() / 2);
+  bool good = !text.empty() && text.size() % 2 == 0;
+  for (size_t i = 0; good && i < bytes.size(); ++i) {
+    const char* const end = text.data() + 2 * i + 2;
+    const auto [stop, error] = std::from_chars(end - 2, end, bytes[i], 16);
+    good = error == std::errc() && stop == end;
+  }
+  if (!good)
+    throw UsageFailure(std::string(option) + " takes bytes of two hexadecimal digits each, not " +
+                       Quoted(text));
+  return bytes;
+}
+
 void Apply(const OptionRow& row, std::string_view value, Options* options) {
   switch (row.which) {
     case Name::kOutput:
@@ -110,6 +138,15 @@ void Apply(const OptionRow& row, std::string_view value, Options* options) {
       break;
     case Name::kVolume:
       options->volume = Number(row.name, value, 0, 65535);
+      break;
+    case Name::kNull:
+      options->null = true;
+      break;
+    case Name::kConfig:
+      options->config = Hex(row.name, value);
+      break;
+    case Name::kPlayer:
+      options->player = true;
       break;
     case Name::kRaw:
       options->raw = true;
@@ -144,8 +181,15 @@ void Check(const Options& options) {
   if (options.command != Command::kInfo && options.inputs.size() > 1)
     throw UsageFailure(command + " takes one input, and then there is " +
                        Quoted(options.inputs[1]));
-  if (options.command == Command::kDecode && options.output.empty())
-    throw UsageFailure("decode needs an output: -o FILE.wav, or -o - for a pipe");
+  if (options.command == Command::kDecode && options.output.empty() != options.null)
+    throw UsageFailure(options.null ? "-o and --null contradict each other"
+                                    : "decode needs an output: -o FILE.wav, or -o - for a pipe");
+  const bool isAac = options.format != nullptr && options.format->IsAac();
+  if (options.format != nullptr && !isAac && !options.config.empty())
+    throw UsageFailure("--config is for AAC, not for " + std::string(options.format->key));
+  if ((isAac || !options.config.empty()) && options.sampleBytes)
+    throw UsageFailure("--sample-bytes is not for AAC");
+  if (isAac) return;
   if (options.format == nullptr || (options.format->blockOverhead == 0 && !options.sampleBytes))
     return;
   const Format& format = *options.format;

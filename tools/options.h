@@ -17,11 +17,14 @@ struct Options {
   bool help = false;  // of the command, or of the tool with kNone
   bool version = false;
   std::vector<std::string> inputs;  // one; for info one or more
-  std::string output;               // decode: never empty
+  std::string output;               // decode: empty with null only
   const Format* format = nullptr;   // null: told by content
   std::optional<int32_t> sampleBytes;
   std::optional<int32_t> volume;  // 0 to 65535
   bool raw = false;               // no WAV header
+  bool null = false;              // decode: no output at all
+  bool player = false;            // AAC through the player
+  std::vector<uint8_t> config;    // AudioSpecificConfig of raw access units
   bool json = false;
 };
 

@@ -12,6 +12,7 @@
 
 #include "tools/coded_input.h"
 #include "tools/failure.h"
+#include "tools/pcm_stream.h"
 #include "tools/wav.h"
 
 namespace orbel::tool {
@@ -48,13 +49,14 @@ void WatchSignals() {
 
 }  // namespace
 
-PcmOutput::PcmOutput(const std::string& name, bool header, const CodedInput& input,
-                     std::optional<uint64_t> pcmBytes)
+PcmOutput::PcmOutput(const std::string& name, bool header, const StreamInput& input,
+                     const PcmForm& form, std::optional<uint64_t> pcmBytes)
     : name_(name == "-" ? "standard output" : name),
       descriptor_(STDOUT_FILENO),
       header_(header),
-      rate_(input.Form().rate),
-      channels_(input.Form().channels),
+      rate_(form.rate),
+      channels_(form.channels),
+      mask_(form.mask),
       promised_(pcmBytes) {
   if (name != "-") {
     // Emptied only after it is known not to be the input.
@@ -62,7 +64,10 @@ PcmOutput::PcmOutput(const std::string& name, bool header, const CodedInput& inp
     if (descriptor_ < 0) throw SystemFailure(name_, errno);
   }
   struct stat status = {};
-  isFile_ = fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode);
+  if (fstat(descriptor_, &status) == 0) {
+    isFile_ = S_ISREG(status.st_mode);
+    isDevice_ = S_ISCHR(status.st_mode);
+  }
   try {
     if (input.IsSameFile(descriptor_)) throw FailureIn(name_, "is the input itself");
     if (name == "-") {
@@ -102,7 +107,7 @@ void PcmOutput::Discard() {
 }
 
 void PcmOutput::WriteHead(std::optional<uint64_t> pcmBytes) {
-  WriteBytes(MakeWavHead(rate_, channels_, pcmBytes));
+  WriteBytes(MakeWavHead(rate_, channels_, mask_, pcmBytes));
 }
 
 void PcmOutput::Write(std::span<const int16_t> pcm) {

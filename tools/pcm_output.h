@@ -10,7 +10,8 @@
 
 namespace orbel::tool {
 
-class CodedInput;
+class StreamInput;
+struct PcmForm;
 
 // One at a time.
 class PcmOutput {
@@ -18,7 +19,7 @@ class PcmOutput {
   // Opens the output and, with `header`, writes a WAV header. "-" is standard
   // output. pcmBytes: what will come, where it is known. An existing file is
   // replaced, but never the input's own. Throws Failure.
-  PcmOutput(const std::string& name, bool header, const CodedInput& input,
+  PcmOutput(const std::string& name, bool header, const StreamInput& input, const PcmForm& form,
             std::optional<uint64_t> pcmBytes);
   // Removes a file that Finish has not completed, as a signal that ends the
   // process does. Pipes and devices stay.
@@ -35,6 +36,11 @@ class PcmOutput {
   // written again, and closes. Throws Failure.
   void Finish();
 
+  // Where a stream goes on whose form changes: a file's sound needs another
+  // file, a device takes anything, and a pipe can't.
+  bool IsFile() const { return isFile_ && name_ != "standard output"; }
+  bool IsDevice() const { return isDevice_; }
+
  private:
   void WriteBytes(std::span<const uint8_t> bytes);
   void SetRemovable(bool removable);
@@ -44,10 +50,12 @@ class PcmOutput {
   std::string name_;
   int descriptor_;
   bool header_;
-  bool isFile_ = false;     // regular: can be removed, and its header written again
+  bool isFile_ = false;  // regular: can be removed, and its header written again
+  bool isDevice_ = false;
   bool removable_ = false;  // made by us and not yet complete
   uint32_t rate_;
   uint32_t channels_;
+  uint32_t mask_;
   std::optional<uint64_t> promised_;  // PCM bytes that the header tells
   uint64_t written_ = 0;              // PCM bytes, kept ones included
   std::vector<uint8_t> kept_;

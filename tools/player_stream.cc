@@ -49,8 +49,9 @@ std::span<const int16_t> PlayerStream::Decode(const Unit& unit) {
   uint8_t* bytes = nullptr;
   int32_t size = 0;
   Check(PlayerRenderMPEGAudioSampleDec(player_, unit.data, unit.size, 0, 0, &bytes, &size), unit);
-  const uint64_t wanted = unit.pcmSamples * form_.channels;
   const uint64_t got = bytes == nullptr ? 0 : static_cast<uint64_t>(size) / sizeof(int16_t);
+  const uint64_t wanted =
+      form_.formatId == ORBEL_FORMAT_AAC ? got : unit.pcmSamples * form_.channels;
   if (got < wanted)
     throw FailureAt(
         form_.name,

@@ -22,7 +22,7 @@ class PlayerStream {
   // 0 to 65535, when playing.
   void SetVolume(int32_t volume);
   // The PCM of the unit's coded bytes, without that of padding; valid until
-  // the next call. Throws Failure.
+  // the next call. None for a damaged AAC unit. Throws Failure.
   std::span<const int16_t> Decode(const Unit& unit);
   // Returns when the sound is queued. Throws Failure.
   void Play(const Unit& unit);

@@ -18,7 +18,7 @@ class Progress {
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
 
-  void Add(const Unit& unit);
+  void Add(uint64_t codedBytes, double seconds);
 
  private:
   void Show();
@@ -28,7 +28,7 @@ class Progress {
   const bool terminal_;
   Clock::time_point next_;  // when to show again
   uint64_t coded_ = 0;
-  uint64_t samples_ = 0;
+  double seconds_ = 0;
   bool shown_ = false;
 };
 

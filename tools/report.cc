@@ -34,7 +34,7 @@ double Db(double ratio) {
 
 }  // namespace
 
-void PrintNotes(const CodedInput& input) {
+void PrintNotes(const StreamInput& input) {
   for (const std::string& note : input.Notes())
     std::fprintf(stderr, "orbel: %s: note: %s\n", input.Form().name.c_str(), note.c_str());
 }
@@ -82,6 +82,14 @@ JsonLine& JsonLine::Real(const char* key, double value, int decimals) {
   char text[64];
   std::snprintf(text, sizeof text, "%.*f", decimals, value);
   return Field(key, std::isfinite(value) ? text : "null");
+}
+
+JsonLine& JsonLine::Truth(const char* key, bool value) {
+  return Field(key, value ? "true" : "false");
+}
+
+JsonLine& JsonLine::Nested(const char* key, const JsonLine& value) {
+  return Field(key, "{" + value.body_ + "}");
 }
 
 void Print(const std::string& text) {

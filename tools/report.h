@@ -12,7 +12,7 @@
 namespace orbel::tool {
 
 // One line on standard error for each of the input's notes.
-void PrintNotes(const CodedInput& input);
+void PrintNotes(const StreamInput& input);
 
 // Peak and power of 16-bit PCM, in decibels under full scale (32768).
 class LevelMeter {
@@ -36,6 +36,8 @@ class JsonLine {
   JsonLine& Whole(const char* key, uint64_t value);
   // null when it is not finite.
   JsonLine& Real(const char* key, double value, int decimals);
+  JsonLine& Truth(const char* key, bool value);
+  JsonLine& Nested(const char* key, const JsonLine& value);
   std::string Done() const { return "{" + body_ + "}\n"; }
 
  private:

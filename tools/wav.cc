@@ -1,7 +1,6 @@
 #include "tools/wav.h"
 
 #include <algorithm>
-#include <cstring>
 #include <string_view>
 
 #include "tools/failure.h"
@@ -135,32 +134,41 @@ WavHead ReadWavHead(InputFile* file) {
   return head;
 }
 
-std::array<uint8_t, kWavHeadBytes> MakeWavHead(uint32_t rate, uint32_t channels,
-                                               std::optional<uint64_t> dataBytes) {
+std::vector<uint8_t> MakeWavHead(uint32_t rate, uint32_t channels, uint32_t mask,
+                                 std::optional<uint64_t> dataBytes) {
+  // What follows the two bytes of the format tag in the subformat of PCM.
+  constexpr uint8_t kSubformatTail[] = {0x00, 0x00, 0x00, 0x00, 0x10, 0x00, 0x80,
+                                        0x00, 0x00, 0xAA, 0x00, 0x38, 0x9B, 0x71};
+  const bool isExtensible = channels > 2;
+  const uint32_t formatBytes = isExtensible ? 40 : 16;
   const bool known = dataBytes && *dataBytes <= kMostWavBytes;
   const uint32_t dataSize = known ? static_cast<uint32_t>(*dataBytes) : 0xFFFFFFFFu;
-  const uint32_t riffSize = known ? dataSize + 36 : 0xFFFFFFFFu;
+  const uint32_t riffSize = known ? dataSize + 20 + formatBytes : 0xFFFFFFFFu;
   const uint32_t frameBytes = 2 * channels;
-  std::array<uint8_t, kWavHeadBytes> head = {};
-  size_t at = 0;
+  std::vector<uint8_t> head;
   const auto put = [&](uint32_t value, int count) {
-    for (int i = 0; i < count; ++i) head[at++] = static_cast<uint8_t>(value >> (8 * i));
+    for (int i = 0; i < count; ++i) head.push_back(static_cast<uint8_t>(value >> (8 * i)));
   };
-  const auto name = [&](const char* id) {
-    std::memcpy(&head[at], id, 4);
-    at += 4;
+  const auto name = [&](std::string_view id) {
+    for (const char letter : id) head.push_back(static_cast<uint8_t>(letter));
   };
   name("RIFF");
   put(riffSize, 4);
-  name("WAVE");
-  name("fmt ");
-  put(16, 4);
-  put(1, 2);
+  name("WAVEfmt ");
+  put(formatBytes, 4);
+  put(isExtensible ? kExtensibleTag : 1, 2);
   put(channels, 2);
   put(rate, 4);
   put(rate * frameBytes, 4);
   put(frameBytes, 2);
   put(16, 2);
+  if (isExtensible) {
+    put(22, 2);
+    put(16, 2);
+    put(mask, 4);
+    put(1, 2);
+    for (const uint8_t byte : kSubformatTail) head.push_back(byte);
+  }
   name("data");
   put(dataSize, 4);
   return head;

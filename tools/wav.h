@@ -1,7 +1,6 @@
 // WAV files: what is read of them, and the header that is written.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -29,13 +28,14 @@ bool LooksLikeWav(InputFile* file);
 // back to data in front of the format. Throws Failure.
 WavHead ReadWavHead(InputFile* file);
 
-inline constexpr size_t kWavHeadBytes = 44;
 // The most PCM bytes whose sizes a WAV header can hold.
-inline constexpr uint64_t kMostWavBytes = 0xFFFFFFFFu - 36 - 1;
+inline constexpr uint64_t kMostWavBytes = 0xFFFFFFFFu - 60 - 1;
 
-// The header of 16-bit PCM. Empty dataBytes, and those above kMostWavBytes:
-// both size fields are 0xFFFFFFFF, which readers take for "to the end".
-std::array<uint8_t, kWavHeadBytes> MakeWavHead(uint32_t rate, uint32_t channels,
-                                               std::optional<uint64_t> dataBytes);
+// The header of 16-bit PCM. mask: which loudspeakers more than two channels
+// belong to, 0 if that is not known. Empty dataBytes, and those above
+// kMostWavBytes: both size fields are 0xFFFFFFFF, which readers take for "to the
+// end".
+std::vector<uint8_t> MakeWavHead(uint32_t rate, uint32_t channels, uint32_t mask,
+                                 std::optional<uint64_t> dataBytes);
 
 }  // namespace orbel::tool

@@ -23,9 +23,9 @@ inline void MakeInputType(DMO_MEDIA_TYPE* type, uint32_t tag, uint32_t sampleSiz
 }
 
 // A decoder straight from the class factory, as a host with its own graph has it.
-inline Reference<IMediaObject> MakeDecoder() {
+inline Reference<IMediaObject> MakeDecoder(const GUID& classId = CLSID_audiodecoder) {
   Reference<IClassFactory> factory;
-  EXPECT_EQ(DllGetClassObject(CLSID_audiodecoder, IID_IClassFactory, factory.ReceiveVoid()), S_OK);
+  EXPECT_EQ(DllGetClassObject(classId, IID_IClassFactory, factory.ReceiveVoid()), S_OK);
   Reference<IMediaObject> object;
   EXPECT_EQ(factory->CreateInstance(nullptr, IID_IMediaObject, object.ReceiveVoid()), S_OK);
   return object;

@@ -19,5 +19,6 @@ struct FamilyCase {
 std::span<const FamilyCase> VlcCases();
 std::span<const FamilyCase> TransformCases();
 std::span<const FamilyCase> PredictionCases();
+std::span<const FamilyCase> ToolCases();
 
 }  // namespace orbel

@@ -72,7 +72,7 @@ TEST(Transform, EqualsTheDirectSum) {
     std::vector<double> wantBack(count);
     for (size_t n = 0; n < count; ++n) {
       for (size_t k = 0; k < count / 2; ++k) {
-        const double phase = (double(n) + double(count / 2 + 1) / 2) * (double(k) + 0.5);
+        const double phase = (double(n) + double(count + 2) / 4) * (double(k) + 0.5);
         const double term = 2 * std::cos(2 * std::numbers::pi / samples * phase);
         wantLines[k] += term * double{x[n]};
         wantBack[n] += term / samples * double{lines[k]};

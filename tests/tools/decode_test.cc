@@ -146,6 +146,13 @@ TEST(Decode, EverySampleFile) {
     const std::string words = line.substr(file.size());
     std::string options = words;
     Bytes coded = ReadFile(kSamples + file);
+    if (file.ends_with(".aac") || file.ends_with(".adif") || file.ends_with(".au")) {
+      // What comes out of AAC is looked at elsewhere.
+      const ToolResult result = DecodeSample(work, file, words);
+      EXPECT_EQ(result.exitCode, 0) << line;
+      EXPECT_EQ(result.err, "") << line;
+      continue;
+    }
     if (file.ends_with(".wav")) {
       options = file;                                  // tells the law
       coded.erase(coded.begin(), coded.begin() + 58);  // RIFF, 18 bytes of format, fact, data
@@ -155,7 +162,7 @@ TEST(Decode, EverySampleFile) {
     EXPECT_EQ(result.out + result.err, "") << line;
     ExpectWav(work.Get("o.wav"), Expected(options, coded), line);
   }
-  EXPECT_EQ(files, 10);
+  EXPECT_EQ(files, 18);
 }
 
 // No sample is lost or added, wherever the input ends and however it is cut.

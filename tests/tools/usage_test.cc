@@ -37,7 +37,7 @@ TEST(Usage, WrongCommandLines) {
       {"decode in --volume 3 -o o.wav", "decode has no option '--volume'"},
       {"decode in in --format mulaw -o o.wav", "takes one input"},
       {"decode in --raw=yes -o o.wav", "--raw takes no value"},
-      {"decode in -o o.wav", "in: not a WAV file; say what it holds with --format"},
+      {"decode in -o o.wav", "in: not a WAV, ADTS or ADIF file; say what it holds with --format"},
       {"decode in --format mulow -o o.wav", "unknown format 'mulow'; did you mean 'mulaw'?"},
       {"decode in --format ima -o o.wav", "needs --sample-bytes"},
       {"decode in --format ima --sample-bytes 4 -o o.wav", "5 or more, not 4"},

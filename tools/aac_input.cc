@@ -1,0 +1,176 @@
+#include "tools/aac_input.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "aac/sampling_tables.h"
+#include "orbel/player.h"
+#include "tools/adts_input.h"
+#include "tools/failure.h"
+
+namespace orbel::tool {
+namespace {
+
+constexpr size_t kMostUnitBytes = 1 << 16;
+constexpr size_t kUnitHeadBytes = 4;
+// Garbage in front of the first ADTS frame: how much is looked through when
+// nothing but the content says that it is one, and when the user says so.
+constexpr size_t kGuessBytes = 4096;
+constexpr size_t kSearchBytes = 1 << 20;
+
+class AdifInput final : public AacInput {
+ public:
+  explicit AdifInput(std::unique_ptr<InputFile> file) : AacInput(std::move(file)) {
+    const auto bytes = file_->Peek(kWindow);
+    BitReader reader;
+    BitReaderInit(&reader, bytes.data(), bytes.size());
+    GetBits(&reader, 32);
+    const auto header = std::make_unique<AdifHeader>();
+    AdifHeaderParse(header.get(), &reader);
+    head_.pce = header->pce[0];
+    head_.objectType = head_.pce->object_type + 1;
+    head_.rateIndex = head_.pce->sampling_frequency_index;
+    head_.rate = static_cast<uint32_t>(SamplingFrequency(head_.rateIndex));
+    headBytes_ = (GetBitPosition(reader) + 7) / 8;
+    Entitle("ADIF", "MPEG-4");
+  }
+
+  bool Next(AacFrame* frame) override {
+    *frame = {};
+    const auto bytes = stuck_ ? std::span<const uint8_t>() : file_->Peek(kWindow);
+    if (bytes.empty()) return false;
+    *frame = {bytes, file_->Position(), headBytes_, headBytes_ > 0, false};
+    return true;
+  }
+
+  // Nothing marks where frames start: behind a damaged one, where the decoder
+  // stopped is a guess, and many bad guesses in a row are the end.
+  bool Took(size_t bytes, bool good) override {
+    headBytes_ = 0;
+    damaged_ = good ? 0 : damaged_ + 1;
+    const bool isCut = !good && bytes == 0 && file_->Peek(kWindow).size() < kWindow;
+    stuck_ = bytes == 0 || damaged_ == kMostDamaged;
+    if (stuck_) Note(isCut ? "ends within a frame" : "damaged, with no way to go on", Position());
+    file_->Take(bytes);
+    return !isCut;
+  }
+
+  bool MayWait() const override { return file_->MayWaitFor(kWindow); }
+
+ private:
+  static constexpr size_t kWindow = 32768;  // more than any header or frame
+
+  static constexpr int kMostDamaged = 8;
+
+  size_t headBytes_;  // 0 behind the first frame
+  int damaged_ = 0;   // in a row
+  bool stuck_ = false;
+};
+
+class UnitInput final : public AacInput {
+ public:
+  UnitInput(std::unique_ptr<InputFile> file, std::span<const uint8_t> config)
+      : AacInput(std::move(file)) {
+    BitReader reader;
+    BitReaderInit(&reader, config.data(), config.size());
+    const auto parsed = std::make_unique<AudioSpecificConfig>();
+    if (AudioSpecificConfigParse(parsed.get(), &reader) != 0)
+      throw FailureIn(file_->Name(), "--config names object type " +
+                                         std::to_string(parsed->audioObjectType) +
+                                         ", which is not decoded");
+    head_.config.assign(config.begin(), config.end());
+    head_.objectType = parsed->audioObjectType;
+    head_.rateIndex = parsed->samplingFrequencyIndex;
+    head_.rate = static_cast<uint32_t>(head_.rateIndex == 15 ? parsed->samplingFrequency
+                                                             : SamplingFrequency(head_.rateIndex));
+    head_.channelConfiguration = parsed->channelConfiguration;
+    if (head_.channelConfiguration == 0) head_.pce = parsed->gaSpecificConfig.pce;
+    Entitle("raw access units", "MPEG-4");
+  }
+
+  bool Next(AacFrame* frame) override {
+    *frame = {};
+    const uint64_t position = file_->Position();
+    const auto head = file_->Take(kUnitHeadBytes);
+    if (head.empty()) return false;
+    size_t size = 0;
+    for (size_t i = 0; i < head.size(); ++i) size |= static_cast<size_t>(head[i]) << (8 * i);
+    if (size > kMostUnitBytes)
+      throw FailureAt(file_->Name(),
+                      "an access unit of " + std::to_string(size) +
+                          " bytes: these are no raw access units behind their lengths",
+                      position);
+    const auto bytes = file_->Take(size);
+    if (head.size() < kUnitHeadBytes || bytes.size() < size) {
+      Note("ends within an access unit: " + std::to_string(bytes.size()) + " of its " +
+               std::to_string(size) + " bytes are there",
+           position);
+      return false;
+    }
+    *frame = {bytes, position, 0, position == form_.dataStart, true};
+    return true;
+  }
+
+  bool Took(size_t, bool) override { return true; }
+  bool MayWait() const override { return file_->MayWaitFor(kUnitHeadBytes); }
+};
+
+// An ID3 tag: 10 bytes that tell how many more follow, 7 bits in each of 4.
+void SkipId3(InputFile* file) {
+  for (;;) {
+    const auto bytes = file->Peek(10);
+    if (bytes.size() < 10 || std::memcmp(bytes.data(), "ID3", 3) != 0) return;
+    uint64_t size = (bytes[5] & 0x10) != 0 ? 20 : 10;
+    for (int i = 0; i < 4; ++i)
+      size += uint64_t{bytes[6 + static_cast<size_t>(i)] & 127u} << (21 - 7 * i);
+    file->Skip(size);
+  }
+}
+
+}  // namespace
+
+AacInput::AacInput(std::unique_ptr<InputFile> file) : file_(std::move(file)) {
+  form_.name = file_->Name();
+  form_.format = "aac";
+  form_.formatId = ORBEL_FORMAT_AAC;
+  form_.dataStart = file_->Position();
+  if (file_->Size()) form_.codedBytes = *file_->Size() - file_->Position();
+}
+
+void AacInput::Entitle(const std::string& container, const std::string& standard) {
+  form_.container = container;
+  form_.title = standard + " AAC " + ObjectTypeName(head_.objectType);
+  form_.rate = head_.rate;
+}
+
+std::string ObjectTypeName(int32_t objectType) {
+  switch (objectType) {
+    case 1:
+      return "Main";
+    case 2:
+      return "LC";
+    case 3:
+      return "SSR";
+    case 4:
+      return "LTP";
+    default:
+      return "object type " + std::to_string(objectType);
+  }
+}
+
+std::unique_ptr<AacInput> OpenAacByContent(std::unique_ptr<InputFile>* file, bool sure) {
+  SkipId3(file->get());
+  const auto bytes = (*file)->Peek(4);
+  if (bytes.size() == 4 && std::memcmp(bytes.data(), "ADIF", 4) == 0)
+    return std::make_unique<AdifInput>(std::move(*file));
+  const auto at = AdtsInput::Find(file->get(), sure ? kSearchBytes : kGuessBytes);
+  if (!at) return nullptr;
+  return std::make_unique<AdtsInput>(std::move(*file));
+}
+
+std::unique_ptr<AacInput> OpenAacUnits(std::unique_ptr<InputFile> file,
+                                       std::span<const uint8_t> config) {
+  return std::make_unique<UnitInput>(std::move(file), config);
+}
+
+}  // namespace orbel::tool

@@ -1,0 +1,115 @@
+#include "tools/aac_pcm.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "tools/failure.h"
+
+namespace orbel::tool {
+namespace {
+
+// Samples that a block gathers: calls of the system cost nothing then, and they
+// are still in a near cache.
+constexpr size_t kBlockSamples = 32768;
+
+}  // namespace
+
+AacPcm::AacPcm(std::unique_ptr<AacInput> input, bool countTools)
+    : input_(std::move(input)),
+      codec_(countTools ? &facts_.tools : nullptr),
+      pcm_(kBlockSamples + AacCodec::kMostSamples) {
+  facts_.objectType = input_->Head().objectType;
+}
+
+bool AacPcm::Next(PcmBlock* block) {
+  *block = {};
+  size_t filled = waiting_;
+  std::copy_n(pcm_.begin() + static_cast<ptrdiff_t>(waitingAt_), waiting_, pcm_.begin());
+  uint64_t coded = std::exchange(waitingCoded_, 0);
+  block->position = waiting_ > 0 ? waitingPosition_ : input_->Position();
+  block->form = form_;
+  waiting_ = 0;
+
+  AacFrame frame;
+  while (filled < kBlockSamples && !(filled > 0 && input_->MayWait())) {
+    const uint64_t before = input_->Position();
+    if (done_ || !input_->Next(&frame)) {
+      done_ = true;
+      break;
+    }
+    const size_t samples = DecodeFrame(frame, &pcm_[filled]);
+    const uint64_t used = input_->Position() - before;
+    if (filled > 0 && samples > 0 && form_ != block->form) {
+      waitingAt_ = filled;
+      waiting_ = samples;
+      waitingCoded_ = used;
+      waitingPosition_ = frame.position;
+      break;
+    }
+    block->form = form_;
+    filled += samples;
+    coded += used;
+  }
+  if (filled == 0) {
+    Finish();
+    return false;
+  }
+  block->pcm = std::span(pcm_).first(filled);
+  block->codedBytes = coded;
+  return true;
+}
+
+// Returns the samples that it has put into `room`: none for damage in front of
+// the first good frame, silence for any other.
+size_t AacPcm::DecodeFrame(const AacFrame& frame, int16_t* room) {
+  if (frame.opens) {
+    codec_.Open(input_->Head(), input_->Form().name);
+    ++facts_.streams;
+    arranged_ = false;
+  }
+  AacCodec::Result result;
+  if (!frame.bytes.empty()) result = codec_.Decode(frame.bytes, room);
+  const bool counts = input_->Took(result.taken, result.Good());
+  if (!counts) return 0;
+  ++facts_.frames;
+  if (!result.Good()) return Damaged(frame, room);
+  if (!arranged_ || result.channels != form_.channels) {
+    layout_ = LayoutOf(input_->Head(), result.channels);
+    arranged_ = true;
+  }
+  form_ = {result.rate, result.channels, layout_.mask};
+  frameSamples_ = result.samples;
+  if (!layout_.wavOrder.empty()) Arrange(room, result.samples);
+  return result.samples;
+}
+
+size_t AacPcm::Damaged(const AacFrame& frame, int16_t* room) {
+  if (facts_.badFrames++ == 0) firstBad_ = frame.position;
+  if (frameSamples_ == 0) ++dropped_;
+  std::fill_n(room, frameSamples_, int16_t{0});
+  return frameSamples_;
+}
+
+void AacPcm::Arrange(int16_t* pcm, size_t samples) const {
+  const size_t channels = layout_.wavOrder.size();
+  int16_t frame[16];
+  for (const int16_t* const end = pcm + samples; pcm != end; pcm += channels) {
+    std::copy_n(pcm, channels, frame);
+    for (size_t i = 0; i < channels; ++i) pcm[i] = frame[layout_.wavOrder[i]];
+  }
+}
+
+void AacPcm::Finish() {
+  if (facts_.badFrames == 0) return;
+  const std::string counts =
+      std::to_string(facts_.badFrames) + " of " + std::to_string(facts_.frames) + " frames";
+  if (facts_.badFrames == facts_.frames)
+    throw FailureAt(input_->Form().name,
+                    "none of its " + std::to_string(facts_.frames) + " frames can be decoded",
+                    firstBad_);
+  std::string text = "damaged: " + counts + ", silent";
+  if (dropped_ > 0) text += ", those in front of the first good one left out";
+  input_->Note(text + "; the first", firstBad_);
+}
+
+}  // namespace orbel::tool
