@@ -13,6 +13,9 @@
 
 #include "dsp/g726_state.h"
 #include "dsp/prediction_kernels.h"
+#include "dsp/ps_kernels.h"
+#include "dsp/qmf_kernels.h"
+#include "dsp/sbr_kernels.h"
 #include "dsp/tool_kernels.h"
 #include "dsp/transform_kernels.h"
 #include "dsp/vlc_kernels.h"
@@ -98,14 +101,17 @@
     (const int16_t* src1, const int16_t* src2, int16_t* dst, int32_t length),                 \
     (src1, src2, dst, length))
 
-#define DSP_KERNELS(X)  \
-  DSP_COMMON_KERNELS(X) \
-  DSP_VECTOR_KERNELS(X) \
-  DSP_G711_KERNELS(X)   \
-  DSP_G726_KERNELS(X)   \
-  DSP_SPEECH_KERNELS(X) \
-  DSP_VLC_KERNELS(X)    \
-  DSP_TRANSFORM_KERNELS(X) \
-  DSP_TOOL_KERNELS(X)    \
-  DSP_PREDICTION_KERNELS(X)
+#define DSP_KERNELS(X)       \
+  DSP_COMMON_KERNELS(X)      \
+  DSP_VECTOR_KERNELS(X)      \
+  DSP_G711_KERNELS(X)        \
+  DSP_G726_KERNELS(X)        \
+  DSP_SPEECH_KERNELS(X)      \
+  DSP_VLC_KERNELS(X)         \
+  DSP_TRANSFORM_KERNELS(X)   \
+  DSP_TOOL_KERNELS(X)        \
+  DSP_PREDICTION_KERNELS(X)  \
+  DSP_QMF_KERNELS(X)         \
+  DSP_SBR_KERNELS(X)         \
+  DSP_PS_KERNELS(X)
 // clang-format on

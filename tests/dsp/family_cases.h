@@ -20,5 +20,8 @@ std::span<const FamilyCase> VlcCases();
 std::span<const FamilyCase> TransformCases();
 std::span<const FamilyCase> PredictionCases();
 std::span<const FamilyCase> ToolCases();
+std::span<const FamilyCase> QmfCases();
+std::span<const FamilyCase> SbrCases();
+std::span<const FamilyCase> PsCases();
 
 }  // namespace orbel

@@ -1,0 +1,1 @@
+// dsp/ps_kernels.h has the contracts.

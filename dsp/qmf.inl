@@ -1,0 +1,1 @@
+// dsp/qmf_kernels.h has the contracts.

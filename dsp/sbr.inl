@@ -1,0 +1,1 @@
+// dsp/sbr_kernels.h has the contracts.

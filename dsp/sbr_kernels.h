@@ -1,0 +1,9 @@
+// Primitives of band replication: generation and adjustment of the high band
+// (ISO/IEC 14496-3, subpart 4). General contracts stand in dsp/kernels.h.
+#pragma once
+
+#include <cstdint>
+
+// clang-format off
+#define DSP_SBR_KERNELS(X)
+// clang-format on

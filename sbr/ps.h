@@ -1,0 +1,32 @@
+// Parametric stereo (ISO/IEC 14496-3, subpart 8): the parser of ps_data() and the
+// way from one channel's QMF rows to two.
+#pragma once
+
+#include <cstdint>
+
+#include "aac/bit_reader.h"
+#include "sbr/qmf.h"
+
+namespace orbel {
+
+struct PsState;
+
+// Bytes of a PsState; it is plain data, and zero is not its start: PsInit makes it.
+int32_t PsStateSize();
+// `level` is 111 (baseline: phase data parsed and not applied, 34 bands mapped to
+// 20), 411 (everything) or anything else.
+void PsInit(PsState* ps);
+void PsSetLevel(PsState* ps, int32_t level);
+
+// ps_data(). *bitsRead receives the bits that it took. 0, or another value for data
+// that cannot be decoded; what was known before stays then.
+int32_t PsDataParse(BitReader* reader, PsState* ps, int32_t* bitsRead);
+
+// Whether any parametric data has been decoded since PsInit.
+bool PsHasData(const PsState& ps);
+
+// 32 rows of the mono signal become left, in place, and right.
+void PsApply(PsState* ps, QmfRow* leftReal, QmfRow* leftImag, QmfRow* rightReal,
+             QmfRow* rightImag);
+
+}  // namespace orbel
