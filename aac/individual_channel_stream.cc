@@ -83,14 +83,16 @@ int32_t SectionDataParse(IndividualChannelStream* ics, BitReader* reader) {
     int32_t* books = ics->sfb_cb[g];
     int32_t sections = 0;
     for (int32_t band = 0; band < maxSfb;) {
-      const int32_t book = Read(reader, 4);
+      // The book and the first part of the length at once.
+      const int32_t fields = Read(reader, 4 + lengthBits);
+      const int32_t book = fields >> lengthBits;
       if (sections++ == maxSfb) return -1;
-      int32_t length = 0;
-      int32_t unit;
-      do {  // ends with the data at the latest: zeros follow it
+      int32_t unit = fields & escape;
+      int32_t length = unit;
+      while (unit == escape) {  // ends with the data at the latest: zeros follow it
         unit = Read(reader, lengthBits);
         length = std::min(length + unit, kFrameLength);
-      } while (unit == escape);
+      }
       if (band + length > maxSfb) return -1;
       std::fill_n(books + band, length, book);
       band += length;

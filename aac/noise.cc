@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "aac/quarter_power.h"
 #include "dsp/primitives.h"
 
 namespace orbel {
@@ -11,7 +12,7 @@ namespace {
 void DrawBand(float* lines, int32_t count, int32_t energy, int32_t* noiseSeed) {
   float sum = 0.0F;
   dspNoise_32f(noiseSeed, lines, count, &sum);
-  const auto wanted = static_cast<float>(std::exp2(0.25 * energy));
+  const float wanted = QuarterPower(energy);
   const auto level = static_cast<float>(1.0 / std::sqrt(static_cast<double>(sum)));
   dspMulC_32f(lines, wanted * level, lines, count);
 }
@@ -37,7 +38,7 @@ void ApplyNoise(const IndividualChannelStream& first, const IndividualChannelStr
             channel == 1 && (ms_mask_present == 2 || (ms_mask_present == 1 && ms_used[g][b] != 0));
         if (copied) {
           const int32_t difference = ics.scaleFactors[g][b] - first.scaleFactors[g][b];
-          const auto gain = static_cast<float>(std::exp2(0.25 * difference));
+          const float gain = QuarterPower(difference);
           dspMulC_32f(left + start, gain, right + start, count);
         } else {
           DrawBand(spectrum + start, count, ics.scaleFactors[g][b], noiseSeed);
