@@ -104,6 +104,9 @@ struct IndividualChannelStream {
   int32_t ltp_short_lag_present[kMaxWindows];
   int32_t ltp_short_lag[kMaxWindows];
 
+  int32_t hasNoise;      // any band of the noise book
+  int32_t hasIntensity;  // any band of the intensity books
+
   // Whether a scale factor, energy or position is beyond all that makes sound, so
   // that lines may come out infinite.
   int32_t wildScale;

@@ -150,6 +150,7 @@ void ScaleFactorDataParse(IndividualChannelStream* ics, BitReader* reader) {
   int32_t scaleFactor = ics->global_gain;
   int32_t intensityPosition = 0;
   bool firstNoise = true;
+  bool intensity = false;
   bool wild = false;
   const int16_t* step = steps;
   for (int32_t g = 0; g < ics->num_window_groups; ++g) {
@@ -162,6 +163,7 @@ void ScaleFactorDataParse(IndividualChannelStream* ics, BitReader* reader) {
         value = noiseEnergy;
       } else if (book >= kIntensityBookOutOfPhase) {
         value = intensityPosition += *step++ - kScaleFactorBias;
+        intensity = true;
       } else if (book != kZeroBook) {
         value = scaleFactor += *step++ - kScaleFactorBias;
       }
@@ -169,6 +171,8 @@ void ScaleFactorDataParse(IndividualChannelStream* ics, BitReader* reader) {
       ics->scaleFactors[g][b] = static_cast<int16_t>(value);
     }
   }
+  ics->hasNoise = firstNoise ? 0 : 1;
+  ics->hasIntensity = intensity ? 1 : 0;
   ics->wildScale = wild ? 1 : 0;
 }
 

@@ -25,6 +25,7 @@ void ApplyNoise(const IndividualChannelStream& first, const IndividualChannelStr
   const int32_t channels = second != nullptr ? 2 : 1;
   for (int32_t channel = 0; channel < channels; ++channel) {
     const IndividualChannelStream& ics = channel == 0 ? first : *second;
+    if (ics.hasNoise == 0) continue;
     float* spectrum = channel == 0 ? left : right;
     const int32_t* offsets = BandOffsets(ics);
     int32_t groupStart = 0;

@@ -35,6 +35,7 @@ void ApplyMidSide(const ChannelPairElement& pair, float* left, float* right) {
 
 void ApplyIntensity(const ChannelPairElement& pair, float* left, float* right) {
   const IndividualChannelStream& ics = pair.stream[1];
+  if (ics.hasIntensity == 0) return;
   ForEachBand(ics, [&](int32_t g, int32_t b, int32_t start, int32_t count) {
     const int32_t book = ics.sfb_cb[g][b];
     if (book < kIntensityBookOutOfPhase) return;
