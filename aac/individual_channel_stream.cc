@@ -29,8 +29,10 @@ constexpr bool CarriesLines(int32_t book) { return book >= 1 && book <= kEscapeB
 constexpr int32_t kNoLines = 0;
 constexpr int32_t kSmallValues = 1;
 constexpr int32_t kEscapes = 2;
-constexpr int32_t LineKind(int32_t book) {
-  return !CarriesLines(book) ? kNoLines : book == kEscapeBook ? kEscapes : kSmallValues;
+// Pulses may put lines where the book has none but a scale factor stands.
+constexpr int32_t LineKind(int32_t book, bool pulses) {
+  if (book == kEscapeBook) return kEscapes;
+  return CarriesLines(book) || (pulses && book > kEscapeBook) ? kSmallValues : kNoLines;
 }
 
 }  // namespace
@@ -93,10 +95,13 @@ int32_t SectionDataParse(IndividualChannelStream* ics, BitReader* reader) {
     int32_t* books = ics->sfb_cb[g];
     int32_t sections = 0;
     for (int32_t band = 0; band < maxSfb;) {
+      if (sections++ == maxSfb) {
+        Read(reader, 4);
+        return -1;
+      }
       // The book and the first part of the length at once.
       const int32_t fields = Read(reader, 4 + lengthBits);
       const int32_t book = fields >> lengthBits;
-      if (sections++ == maxSfb) return -1;
       int32_t unit = fields & escape;
       int32_t length = unit;
       while (unit == escape) {  // ends with the data at the latest: zeros follow it
@@ -263,6 +268,7 @@ int32_t IndividualChannelStreamParse(IndividualChannelStream* ics, BitReader* re
 void InverseQuantize(const IndividualChannelStream& ics, float* lines) {
   const int32_t* offsets = BandOffsets(ics);
   const int16_t* values = ics.quantized;
+  const bool pulses = ics.pulse_data_present != 0;
   float* at = lines;
   for (int32_t g = 0; g < ics.num_window_groups; ++g) {
     const int32_t windows = ics.window_group_length[g];
@@ -275,9 +281,9 @@ void InverseQuantize(const IndividualChannelStream& ics, float* lines) {
     }
     for (int32_t band = 0; band < ics.max_sfb;) {
       // A run of bands of one kind: with small values, with escapes, without lines.
-      const int32_t kind = LineKind(books[band]);
+      const int32_t kind = LineKind(books[band], pulses);
       int32_t end = band + 1;
-      while (end < ics.max_sfb && LineKind(books[end]) == kind) ++end;
+      while (end < ics.max_sfb && LineKind(books[end], pulses) == kind) ++end;
       if (kind != kNoLines) {
         float gains[kMaxBands];
         dspScaleFactorGain_16s32f(ics.scaleFactors[g] + band, kGainOffset, gains, end - band);

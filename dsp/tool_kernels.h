@@ -12,7 +12,7 @@
 // MulC      dst = src * value.
 // Limit     holds lines within -1e30 and 1e30, and makes 0 of what is no number.
 // RoundTo16s  to the nearest whole number, halves away from zero, held at the limits
-//           of 16 bits; what is no number becomes the lower limit.
+//           of 16 bits; 0 for what is no number.
 #pragma once
 
 #include <cstdint>

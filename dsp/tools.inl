@@ -129,7 +129,8 @@ int32_t dspRoundTo16s_32f(const float* src, float* dst, int32_t length) {
   if (src == nullptr || dst == nullptr) return kDspNullPointer;
   if (length <= 0) return kDspBadLength;
   for (int32_t i = 0; i < length; ++i) {
-    float value = src[i] > 0.0F ? src[i] + 0.5F : src[i] - 0.5F;
+    const float x = src[i] == src[i] ? src[i] : 0.0F;
+    float value = x > 0.0F ? x + 0.5F : x - 0.5F;
     value = value < 32767.0F ? value : 32767.0F;
     value = value > -32768.0F ? value : -32768.0F;
     dst[i] = static_cast<float>(static_cast<int32_t>(value));
