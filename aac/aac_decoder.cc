@@ -211,6 +211,7 @@ Status AACDecoder::AllocateToolMemory(int32_t objectType) {
     m_toolMemory = nullptr;
     return UMC_ERR_ALLOC;
   }
+  ClearObjectTypeState(m_state);
   return UMC_OK;
 }
 

@@ -104,6 +104,12 @@ struct IndividualChannelStream {
   int32_t ltp_short_lag_present[kMaxWindows];
   int32_t ltp_short_lag[kMaxWindows];
 
+  // What the sections say as a whole.
+  int32_t hasNoise;          // any band of the noise book
+  int32_t hasIntensity;      // any band of the intensity books
+  int32_t scaleFactorCodes;  // codes in scale_factor_data()
+  int32_t codesBeforeNoise;  // of which so many in front of the first noise band's
+
   // Whether a scale factor, energy or position is beyond all that makes sound, so
   // that lines may come out infinite.
   int32_t wildScale;

@@ -67,8 +67,8 @@ struct Levels {
 
 // The first level holds nearly all codes of a usual stream and stays in the cache.
 constexpr Levels kLevels[kCodeTableCount] = {
-    {3, {8, 6, 5}}, {2, {9, 2}}, {2, {8, 1}}, {3, {10, 5, 4}}, {2, {10, 5}}, {2, {9, 4}},
-    {2, {9, 2}},    {2, {9, 5}}, {2, {9, 3}}, {3, {10, 4, 3}}, {2, {10, 4}}, {2, {11, 3}},
+    {3, {8, 6, 5}}, {2, {9, 2}}, {2, {8, 1}}, {3, {10, 5, 4}}, {2, {10, 5}},    {2, {9, 4}},
+    {2, {9, 2}},    {2, {9, 5}}, {2, {9, 3}}, {3, {10, 4, 3}}, {3, {10, 2, 2}}, {2, {11, 3}},
 };
 
 constexpr int32_t kTableRoom = 96 * 1024;

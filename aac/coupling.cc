@@ -1,5 +1,6 @@
 #include "aac/coupling.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "aac/crc.h"
@@ -10,6 +11,7 @@ namespace {
 
 constexpr int32_t kBothChannels = 3;
 constexpr int32_t kOnlyRight = 1;
+constexpr int32_t kGainSlots = 2 * kMaxCoupledTargets;
 
 int32_t Read(BitReader* reader, int32_t count) {
   return static_cast<int32_t>(FastGetBits(reader, count));
@@ -98,29 +100,34 @@ void CouplingGainsCompute(const CouplingChannelElement& element, const CouplingI
                           CouplingGains* gains) {
   const IndividualChannelStream& ics = element.stream;
   const bool hasSign = info.gain_element_sign != 0;
+  const auto clear = [&](int32_t slot) {
+    for (int32_t g = 0; g < ics.num_window_groups; ++g)
+      std::fill_n(gains->gain[slot][g], ics.max_sfb, 0.0F);
+  };
   int32_t slot = 0;
   for (int32_t list = 0; list < info.num_gain_element_lists; ++list) {
     // The step between slots looks at the flags by the list's number, not by the
     // target's: behind a target with both flags they are read one place off. Flags
-    // and slots that do not exist are 0 and nowhere.
+    // that do not exist are 0, slots that do not exist nowhere; slots that are
+    // stepped over mix nothing.
     const int32_t flags =
         list < kMaxCoupledTargets && list <= info.num_coupled_elements ? info.cc_lr[list] : 0;
-    if (slot < 2 * kMaxCoupledTargets) {
-      const bool common = element.cgeFlags[list] != 0;
-      const float commonGain =
-          common ? GainOf(element.gainValues[list][0][0], hasSign, info.gain_element_scale) : 0.0F;
-      for (int32_t g = 0; g < ics.num_window_groups; ++g)
-        for (int32_t b = 0; b < ics.max_sfb; ++b) {
-          float gain = 0.0F;
-          if (ics.sfb_cb[g][b] != kZeroBook)
-            gain = common
-                       ? commonGain
-                       : GainOf(element.gainValues[list][g][b], hasSign, info.gain_element_scale);
-          gains->gain[slot][g][b] = gain;
-        }
-    }
-    slot += flags == kBothChannels ? 1 : 2;
+    if (slot >= kGainSlots) return;
+    const bool common = element.cgeFlags[list] != 0;
+    const float commonGain =
+        common ? GainOf(element.gainValues[list][0][0], hasSign, info.gain_element_scale) : 0.0F;
+    for (int32_t g = 0; g < ics.num_window_groups; ++g)
+      for (int32_t b = 0; b < ics.max_sfb; ++b) {
+        float gain = 0.0F;
+        if (ics.sfb_cb[g][b] != kZeroBook)
+          gain = common ? commonGain
+                        : GainOf(element.gainValues[list][g][b], hasSign, info.gain_element_scale);
+        gains->gain[slot][g][b] = gain;
+      }
+    ++slot;
+    if (flags != kBothChannels && slot < kGainSlots) clear(slot++);
   }
+  while (slot < kGainSlots) clear(slot++);
 }
 
 namespace {

@@ -19,8 +19,7 @@ void SkipBytes(BitReader* reader, int32_t count) {
   for (int32_t i = 0; i < count; ++i) Read(reader, 8);
 }
 
-// Both return the bytes read, the extension type's four bits and the four that
-// follow them counted as one.
+// Returns the bytes read.
 int32_t ExcludedChannelsParse(BitReader* reader) {
   int32_t bytes = 0;
   do {  // ends with the data at the latest
@@ -30,6 +29,7 @@ int32_t ExcludedChannelsParse(BitReader* reader) {
   return bytes;
 }
 
+// Returns the bytes read, the one that the extension type's four bits begin included.
 int32_t DynamicRangeParse(DynamicRangeInfo* range, BitReader* reader) {
   int32_t bytes = 1;
   range->drc_num_bands = 1;

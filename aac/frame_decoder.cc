@@ -30,7 +30,6 @@ struct Frame {
   int32_t couplingCount;
   int32_t sbrCount;
   int32_t lfeAfterSbr;
-  int32_t firstId;  // of the elements with channels
   int32_t lastId;
   uint8_t seen[kElementKinds][kTags];
 };
@@ -154,7 +153,6 @@ bool DecodeElement(Frame* frame, int32_t id) {
   if (frame->state->tools != nullptr) ++frame->state->tools->elements[id];
   switch (id) {
     case kIdCpe:
-      if (frame->channels == 0) frame->firstId = id;
       frame->lastId = id;
       return DecodePair(frame);
     case kIdCce:
@@ -170,7 +168,6 @@ bool DecodeElement(Frame* frame, int32_t id) {
     case kIdSce:
     case kIdLfe:
     default:
-      if (frame->channels == 0) frame->firstId = id;
       frame->lastId = id;
       return DecodeSingle(frame, id);
   }
@@ -332,7 +329,6 @@ int32_t DecodeRawDataBlock(const uint8_t* data, int32_t* consumedBytes, int16_t*
   frame.state = state;
   frame.elementCount = state->elementCount;
   frame.nextChannel = state->nextChannel;
-  frame.firstId = kNoElement;
   frame.lastId = kNoReplication;
   BitReaderInit(&frame.reader, data, static_cast<size_t>(std::max(dataSize, 0)));
   frame.dataBits = frame.reader.sizeBytes * 8;

@@ -26,6 +26,15 @@ constexpr int32_t kQuietest = -100;
 
 constexpr bool CarriesLines(int32_t book) { return book >= 1 && book <= kEscapeBook; }
 
+constexpr int32_t kNoLines = 0;
+constexpr int32_t kSmallValues = 1;
+constexpr int32_t kEscapes = 2;
+// Pulses may put lines where the book has none but a scale factor stands.
+constexpr int32_t LineKind(int32_t book, bool pulses) {
+  if (book == kEscapeBook) return kEscapes;
+  return CarriesLines(book) || (pulses && book > kEscapeBook) ? kSmallValues : kNoLines;
+}
+
 }  // namespace
 
 int32_t IcsInfoParse(IndividualChannelStream* ics, BitReader* reader, int32_t objectType) {
@@ -79,21 +88,37 @@ int32_t SectionDataParse(IndividualChannelStream* ics, BitReader* reader) {
   const int32_t lengthBits = ics->window_sequence == kEightShort ? 3 : 5;
   const int32_t escape = (1 << lengthBits) - 1;
   const int32_t maxSfb = ics->max_sfb;
+  ics->hasNoise = 0;
+  ics->hasIntensity = 0;
+  ics->scaleFactorCodes = 0;
   for (int32_t g = 0; g < ics->num_window_groups; ++g) {
     int32_t* books = ics->sfb_cb[g];
     int32_t sections = 0;
     for (int32_t band = 0; band < maxSfb;) {
-      const int32_t book = Read(reader, 4);
-      if (sections++ == maxSfb) return -1;
-      int32_t length = 0;
-      int32_t unit;
-      do {  // ends with the data at the latest: zeros follow it
+      if (sections++ == maxSfb) {
+        Read(reader, 4);
+        return -1;
+      }
+      // The book and the first part of the length at once.
+      const int32_t fields = Read(reader, 4 + lengthBits);
+      const int32_t book = fields >> lengthBits;
+      int32_t unit = fields & escape;
+      int32_t length = unit;
+      while (unit == escape) {  // ends with the data at the latest: zeros follow it
         unit = Read(reader, lengthBits);
         length = std::min(length + unit, kFrameLength);
-      } while (unit == escape);
+      }
       if (band + length > maxSfb) return -1;
       std::fill_n(books + band, length, book);
       band += length;
+      if (book == kZeroBook || length == 0) continue;
+      if (book == kNoiseBook && ics->hasNoise == 0) {
+        ics->hasNoise = 1;
+        ics->codesBeforeNoise = ics->scaleFactorCodes;
+        --length;  // the first noise band has no code
+      }
+      if (book >= kIntensityBookOutOfPhase) ics->hasIntensity = 1;
+      ics->scaleFactorCodes += length;
     }
     std::fill(books + maxSfb, books + kMaxBands, kZeroBook);
   }
@@ -119,16 +144,8 @@ int32_t ReadScaleFactorStep(CodeCursor* cursor, const IndividualChannelStream& i
 void ScaleFactorDataParse(IndividualChannelStream* ics, BitReader* reader) {
   // All steps first, in two runs: the noise chain starts with a number of its own
   // in front of the first noise band's place.
-  int32_t codes = 0;
-  int32_t codesBeforeNoise = -1;
-  for (int32_t g = 0; g < ics->num_window_groups; ++g)
-    for (int32_t b = 0; b < ics->max_sfb; ++b) {
-      const int32_t book = ics->sfb_cb[g][b];
-      if (book == kNoiseBook && codesBeforeNoise < 0)
-        codesBeforeNoise = codes;
-      else
-        codes += book != kZeroBook ? 1 : 0;
-    }
+  const int32_t codes = ics->scaleFactorCodes;
+  const int32_t codesBeforeNoise = ics->codesBeforeNoise;
   int16_t steps[kMaxWindows * kMaxBands];
   const DspVlcTable* table = ics->huffmanTables[0];
   CodeCursor cursor = CursorOf(*reader);
@@ -136,9 +153,9 @@ void ScaleFactorDataParse(IndividualChannelStream* ics, BitReader* reader) {
     dspVlcDecodeBlock(&cursor.bytes, &cursor.bitOffset, cursor.end, steps + from, to - from, table);
   };
   int32_t noiseEnergy = ics->global_gain - kNoiseOffset;
-  readSteps(0, codesBeforeNoise < 0 ? codes : codesBeforeNoise);
+  readSteps(0, ics->hasNoise == 0 ? codes : codesBeforeNoise);
   ReturnCursor(cursor, reader);
-  if (codesBeforeNoise >= 0) {
+  if (ics->hasNoise != 0) {
     noiseEnergy += Read(reader, kNoisePcmBits) - (1 << (kNoisePcmBits - 1));
     cursor = CursorOf(*reader);
     readSteps(codesBeforeNoise, codes);
@@ -251,31 +268,34 @@ int32_t IndividualChannelStreamParse(IndividualChannelStream* ics, BitReader* re
 void InverseQuantize(const IndividualChannelStream& ics, float* lines) {
   const int32_t* offsets = BandOffsets(ics);
   const int16_t* values = ics.quantized;
+  const bool pulses = ics.pulse_data_present != 0;
   float* at = lines;
   for (int32_t g = 0; g < ics.num_window_groups; ++g) {
     const int32_t windows = ics.window_group_length[g];
     const int32_t* books = ics.sfb_cb[g];
+    int32_t grouped[kMaxBands + 1];
+    const int32_t* borders = offsets;
+    if (windows > 1) {
+      for (int32_t b = 0; b <= ics.max_sfb; ++b) grouped[b] = offsets[b] * windows;
+      borders = grouped;
+    }
     for (int32_t band = 0; band < ics.max_sfb;) {
-      // A run of bands that carry lines, or of bands that do not.
-      const bool carries = CarriesLines(books[band]);
+      // A run of bands of one kind: with small values, with escapes, without lines.
+      const int32_t kind = LineKind(books[band], pulses);
       int32_t end = band + 1;
-      while (end < ics.max_sfb && CarriesLines(books[end]) == carries) ++end;
-      const int32_t count = (offsets[end] - offsets[band]) * windows;
-      if (carries) {
+      while (end < ics.max_sfb && LineKind(books[end], pulses) == kind) ++end;
+      if (kind != kNoLines) {
         float gains[kMaxBands];
-        int32_t borders[kMaxBands + 1];
-        for (int32_t b = band; b <= end; ++b)
-          borders[b - band] = (offsets[b] - offsets[band]) * windows;
-        dspPow43_16s32f(values, at, count, nullptr, 0);
         dspScaleFactorGain_16s32f(ics.scaleFactors[g] + band, kGainOffset, gains, end - band);
-        dspMulBands_32f(at, gains, borders, end - band);
+        dspDequantize_16s32f(values, gains, borders + band, end - band, kind == kEscapes ? 1 : 0,
+                             at);
       } else {
-        std::fill_n(at, count, 0.0F);
+        std::fill(at + borders[band], at + borders[end], 0.0F);
       }
-      at += count;
-      values += count;
       band = end;
     }
+    at += borders[ics.max_sfb];
+    values += borders[ics.max_sfb];
   }
   std::fill(at, lines + kFrameLength, 0.0F);
 }

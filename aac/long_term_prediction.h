@@ -22,7 +22,7 @@ struct LtpContext {
   const FilterbankSpec* filterbank;  // with the forward transforms
   const TnsRecord* tns;              // of the present frame; read if tns_data_present is set
   // kLtpWorkLength floats, cleared at reset and kept between the calls: with lags
-  // shorter than nine samples a short window takes what the last one has left there.
+  // shorter than eight samples a short window takes what the last one has left there.
   float* work;
 };
 

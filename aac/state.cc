@@ -53,13 +53,21 @@ void AACDecoderStateReset(AACDecoderState* state) {
   if (state->sbrMode == kNotSet) state->sbrMode = kDefaultSbrMode;
   if (state->sbrDownsample == kNotSet) state->sbrDownsample = kDefaultSbrDownsample;
   if (state->sbrSupportLevel == kNotSet) state->sbrSupportLevel = kReadExtensions;
-  std::memset(state->ltpHistory, 0, sizeof state->ltpHistory);
-  std::memset(state->overlap, 0, sizeof state->overlap);
-  std::memset(state->ssrBuffers, 0, sizeof state->ssrBuffers);
-  std::memset(state->ltpWork, 0, sizeof state->ltpWork);
+  for (float(&overlap)[kMaxFrameLength] : state->overlap)
+    std::memset(overlap, 0, kFrameLength * sizeof(float));
   std::memset(state->prevWindowShape, 0, sizeof state->prevWindowShape);
-  for (int32_t c = 0; c < kMaxChannels; ++c)
-    ResetGainControl(&state->gainControl[c], &state->gainState[c]);
+  ClearObjectTypeState(state);
+}
+
+void ClearObjectTypeState(AACDecoderState* state) {
+  if (state->audioObjectType == kObjectLtp) {
+    std::memset(state->ltpHistory, 0, sizeof state->ltpHistory);
+    std::memset(state->ltpWork, 0, sizeof state->ltpWork);
+  } else if (state->audioObjectType == kObjectSsr) {
+    std::memset(state->ssrBuffers, 0, sizeof state->ssrBuffers);
+    for (int32_t c = 0; c < kMaxChannels; ++c)
+      ResetGainControl(&state->gainControl[c], &state->gainState[c]);
+  }
 }
 
 void AACDecoderStateInit(AACDecoderState* state) {

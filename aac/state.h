@@ -75,14 +75,14 @@ struct AACDecoderState {
   alignas(32) float ltpHistory[kMaxChannels][3][kMaxFrameLength];
   alignas(32) float spectrum[kMaxChannels][kFrameLength];
   alignas(32) float ssrBuffers[kMaxChannels][2048];
+  GainState gainState[kMaxChannels];
+  alignas(32) float ltpWork[kLtpWorkLength];
   const float* outputChannels[kMaxChannels];
   CouplingGains couplingGains[kMaxCouplingElements];
   TnsRecord tnsData[kMaxChannels];
-  GainState gainState[kMaxChannels];
   SbrElement sbrElements[kMaxSbrElements];
   FilterbankSpec filterbankSpec;
   LtpContext ltpContext;
-  alignas(32) float ltpWork[kLtpWorkLength];
   MainPredictorState* predictors[kMaxChannels];
   int32_t wildScale[kMaxChannels];  // scale factors of the frame that no sane stream has
   FrameTools* tools;                // where to count what frames use, or null
@@ -90,13 +90,17 @@ struct AACDecoderState {
 
 static_assert(sizeof(AACDecoderState) <= kStateRoom);
 
-// Sets up a record whose members before `overlap` and behind `ssrBuffers` are
-// zero; the arrays between may hold anything.
+// Sets up a record whose members before `overlap` and behind `ltpWork` are zero;
+// the arrays between may hold anything.
 void AACDecoderStateInit(AACDecoderState* state);
 
 // Forgets the signal: histories, overlaps, counters. What is known of the stream
 // stays.
 void AACDecoderStateReset(AACDecoderState* state);
+
+// The part of that which only one object type has. To be called once the object
+// type is known: memory that no stream of its kind needs is not touched.
+void ClearObjectTypeState(AACDecoderState* state);
 
 // Gives the element records what depends on the rate and, by then, on the object
 // type: bands, prediction and noise shaping limits. `index` is 0 to 12.

@@ -1,7 +1,6 @@
 #include "aac/stereo.h"
 
-#include <cmath>
-
+#include "aac/quarter_power.h"
 #include "dsp/primitives.h"
 
 namespace orbel {
@@ -36,12 +35,13 @@ void ApplyMidSide(const ChannelPairElement& pair, float* left, float* right) {
 
 void ApplyIntensity(const ChannelPairElement& pair, float* left, float* right) {
   const IndividualChannelStream& ics = pair.stream[1];
+  if (ics.hasIntensity == 0) return;
   ForEachBand(ics, [&](int32_t g, int32_t b, int32_t start, int32_t count) {
     const int32_t book = ics.sfb_cb[g][b];
     if (book < kIntensityBookOutOfPhase) return;
     const bool inverted = pair.ms_mask_present == 1 && pair.ms_used[g][b] != 0;
     const bool negative = (book == kIntensityBookOutOfPhase) != inverted;
-    const auto gain = static_cast<float>(std::exp2(-0.25 * ics.scaleFactors[g][b]));
+    const float gain = QuarterPower(-ics.scaleFactors[g][b]);
     dspMulC_32f(left + start, negative ? -gain : gain, right + start, count);
   });
 }

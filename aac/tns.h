@@ -14,9 +14,9 @@ constexpr int32_t kTnsMaxOrder = 20;
 
 // A channel's filters as they are run. A slot has room for lpc[0], which is 1,
 // and 19 more; an order of 20 reaches into the slot behind, whose own lpc[0]
-// then takes the place of that last coefficient. Hence one float of padding.
+// then takes the place of that last coefficient.
 struct TnsRecord {
-  float lpc[kMaxWindows][kTnsSlots * kTnsMaxOrder + 4];
+  float lpc[kMaxWindows][kTnsSlots * kTnsMaxOrder];
   int32_t order[kMaxWindows][kTnsSlots];      // 0: the slot is not in use
   int32_t length[kMaxWindows][kTnsSlots];     // lines
   int32_t direction[kMaxWindows][kTnsSlots];  // +1 or -1

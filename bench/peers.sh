@@ -41,3 +41,27 @@ ffmpeg -v error -y -i "$work/in.wav" -c:a g726le -b:a 32k -f data "$work/in.g726
 ours=$(user_seconds "$orbel" decode "$work/in.g726" --format g726-32 --raw -o /dev/null)
 theirs=$(user_seconds ffmpeg -v error -y -f g726le -code_size 4 -sample_rate 8000 -i "$work/in.g726" -f s16le /dev/null)
 report "G.726 at 32 kbit/s" "$ours" "$theirs" ffmpeg
+
+# repeat_stream FILE SECONDS SECONDS_OF_FILE: FILE over and over.
+repeat_stream() {
+  local count=$(awk "BEGIN { print int($2 / $3) + 1 }")
+  for ((i = 0; i < count; ++i)); do cat "$1"; done
+}
+echo "AAC LC, 44.1 kHz stereo at 128 kbit/s, 10 minutes of ADTS to PCM thrown away, user CPU seconds"
+sox -n -r 44100 -c 2 -b 16 "$work/music.wav" synth 20 pluck A2 pluck E3 tremolo 3 gain -9 : \
+  synth 10 pinknoise tremolo 1 gain -18
+ffmpeg -v error -y -i "$work/music.wav" -c:a aac -b:a 128k "$work/music.aac"
+seconds=$(ffprobe -v error -count_packets -show_entries stream=nb_read_packets -of csv=p=0 "$work/music.aac" | awk '{ print $1 * 1024 / 44100 }')
+repeat_stream "$work/music.aac" 600 "$seconds" >"$work/long.aac"
+repeat_stream tests/data/aac/lc_44100_st_128k_music.aac 600 "$(awk 'BEGIN { print 19 * 1024 / 44100 }')" >"$work/tools.aac"
+for stream in long tools; do
+  ours=$(user_seconds "$orbel" decode "$work/$stream.aac" --raw -o /dev/null)
+  theirs=$(user_seconds ffmpeg -v error -threads 1 -i "$work/$stream.aac" -f null -)
+  report "AAC LC, $stream" "$ours" "$theirs" ffmpeg
+  theirs=$(user_seconds faad -q -o /dev/null "$work/$stream.aac")
+  report "AAC LC, $stream" "$ours" "$theirs" faad
+done
+
+sox "$work/music.wav" -r 16000 -c 1 "$work/speech.wav"
+ffmpeg -v error -y -i "$work/speech.wav" -c:a aac -b:a 32k "$work/speech.aac"
+"$1/bench/aac_bench" "$work/speech.aac"

@@ -1,5 +1,6 @@
 #include "dmo/aac_decoder_object.h"
 
+#include <algorithm>
 #include <cstring>
 #include <new>
 
@@ -81,16 +82,15 @@ HRESULT Caacdecoder::Decode(const Input& input, uint8_t* output, uint32_t room,
   UMC::MediaData unit;
   unit.SetBufferPointer(const_cast<uint8_t*>(input.data) + n + 1, unitBytes);
   unit.SetDataSize(unitBytes);
-  // Buffers need no alignment and samples do: PCM for an odd address is made one
-  // byte further on, where there is room.
-  const auto shift = static_cast<uint32_t>(reinterpret_cast<uintptr_t>(output) % 2);
-  uint8_t* samples = output + shift;
+  // Buffers need no alignment and samples do: PCM for an odd address is made here.
+  const bool odd = reinterpret_cast<uintptr_t>(output) % alignof(int16_t) != 0;
+  uint8_t* samples = odd ? oddOutput_ : output;
   UMC::AudioData pcm;
-  pcm.SetBufferPointer(samples, room - shift);
+  pcm.SetBufferPointer(samples, odd ? std::min<uint32_t>(room, sizeof oddOutput_) : room);
   if (decoder_.GetFrame(&unit, &pcm) != UMC::UMC_OK) return E_FAIL;
   auto bytes = static_cast<uint32_t>(pcm.GetDataSize());
   if (pcm.channels == 2) bytes = KeepLeft(samples, bytes);
-  if (shift != 0) std::memmove(output, samples, bytes);
+  if (odd) std::memcpy(output, samples, bytes);
   *used = bytes;
   return S_OK;
 }

@@ -31,11 +31,15 @@ class Caacdecoder final : public MediaObjectBase {
  private:
   static const Traits kTraits;
 
+  // 10 channels of 2048 samples.
+  static constexpr uint32_t kMostFrameBytes = 10 * 2048 * sizeof(int16_t);
+
   ~Caacdecoder() override = default;
 
   UMC::AACDecoder decoder_;
   bool decoderTried_ = false;
   bool decoderReady_ = false;
+  alignas(2) uint8_t oddOutput_[kMostFrameBytes];
 };
 
 }  // namespace orbel

@@ -9,7 +9,8 @@ constexpr int32_t kAlignment = 32;
 constexpr int32_t kLargestState = (0x7FFFFFFF - 288) / 24;
 
 // Bit patterns. States under 2^-100 are nothing but a decay on its way through the
-// denormals; from 2^40 on, squares could run out of the range of floats.
+// denormals; lines from 2^40 on are no signal any more, and their squares are still
+// far from the end of the range of floats.
 constexpr int32_t kTinyBits = 27 << 23;
 constexpr int32_t kHugeBits = 167 << 23;
 

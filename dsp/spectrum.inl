@@ -78,6 +78,30 @@ int32_t dspMulBands_32f(float* lines, const float* gains, const int32_t* offsets
   return kDspOk;
 }
 
+int32_t dspDequantize_16s32f(const int16_t* values, const float* gains, const int32_t* offsets,
+                             int32_t bands, int32_t large, float* lines) {
+  if (values == nullptr || gains == nullptr || offsets == nullptr || lines == nullptr)
+    return kDspNullPointer;
+  if (bands < 1) return kDspBadLength;
+  const float* const table = kPower43.of + kPower43Middle;
+  for (int32_t band = 0; band < bands; ++band) {
+    const float gain = gains[band];
+    int32_t i = offsets[band];
+    const int32_t stop = offsets[band + 1];
+    if (large != 0) {
+      for (; i < stop; ++i) lines[i] = Power43(values[i]) * gain;
+      continue;
+    }
+    for (; i + 4 <= stop; i += 4) {
+      const int16_t* v = values + i;
+      const V4xF powers = {table[v[0]], table[v[1]], table[v[2]], table[v[3]]};
+      Store(lines + i, powers * gain);
+    }
+    for (; i < stop; ++i) lines[i] = table[values[i]] * gain;
+  }
+  return kDspOk;
+}
+
 // Four samples as integers; only those below the range of 16 bits are not yet held.
 [[gnu::always_inline]] static inline V4x32 Rounded(const float* samples) {
   const V4xF x = Load<V4xF>(samples);

@@ -1,37 +1,48 @@
 // AAC's spectral tools; dsp/tool_kernels.h has the contracts.
 
-// Four draws side by side: each lane steps by four of the generator at once.
-int32_t dspNoise_32f(int32_t* seed, float* dst, int32_t length, float* sum) {
-  if (seed == nullptr || dst == nullptr || sum == nullptr) return kDspNullPointer;
-  if (length <= 0) return kDspBadLength;
+// Four draws side by side: each lane steps by four of the generator at once, from
+// band to band for as long as bands have whole fours.
+int32_t dspNoiseBands_32f(int32_t* seed, float* lines, const int32_t* offsets, int32_t bands,
+                          float* sums) {
+  if (seed == nullptr || lines == nullptr || offsets == nullptr || sums == nullptr)
+    return kDspNullPointer;
+  if (bands < 1) return kDspBadLength;
   constexpr uint32_t kMultiplier = 1664525;
   constexpr uint32_t kIncrement = 1013904223;
   constexpr uint32_t kMultiplier4 = kMultiplier * kMultiplier * kMultiplier * kMultiplier;
   constexpr uint32_t kIncrement4 =
       kIncrement * (1 + kMultiplier * (1 + kMultiplier * (1 + kMultiplier)));
-  auto state = static_cast<uint32_t>(*seed);
-  uint32_t draws[4];
-  for (uint32_t& draw : draws) draw = state = state * kMultiplier + kIncrement;
-  V4u32 lanes = Load<V4u32>(draws);
-  float total = 0.0F;
-  int32_t i = 0;
-  for (; i + 4 <= length; i += 4) {
-    const V4xF value = __builtin_convertvector(reinterpret_cast<V4x32>(lanes), V4xF);
-    Store(dst + i, value);
-    const V4xF square = value * value;
-    total = (((total + square[0]) + square[1]) + square[2]) + square[3];
-    state = lanes[3];
-    lanes = lanes * kMultiplier4 + kIncrement4;
-  }
-  if (i == 0) state = static_cast<uint32_t>(*seed);
-  for (; i < length; ++i) {
-    state = state * kMultiplier + kIncrement;
-    const auto value = static_cast<float>(static_cast<int32_t>(state));
-    dst[i] = value;
-    total += value * value;
+  auto state = static_cast<uint32_t>(*seed);  // the last draw
+  V4u32 next = {};                            // the four after it, once they are needed
+  bool known = false;
+  for (int32_t band = 0; band < bands; ++band) {
+    float sum = 0.0F;
+    int32_t i = offsets[band];
+    const int32_t end = offsets[band + 1];
+    if (!known && i + 4 <= end) {
+      uint32_t draws[4];
+      for (uint32_t& draw : draws) draw = state = state * kMultiplier + kIncrement;
+      next = Load<V4u32>(draws);
+      known = true;
+    }
+    for (; i + 4 <= end; i += 4) {
+      const V4xF value = __builtin_convertvector(reinterpret_cast<V4x32>(next), V4xF);
+      Store(lines + i, value);
+      const V4xF square = value * value;
+      sum = (((sum + square[0]) + square[1]) + square[2]) + square[3];
+      state = next[3];
+      next = next * kMultiplier4 + kIncrement4;
+    }
+    for (; i < end; ++i) {
+      known = false;
+      state = state * kMultiplier + kIncrement;
+      const auto value = static_cast<float>(static_cast<int32_t>(state));
+      lines[i] = value;
+      sum += value * value;
+    }
+    sums[band] = sum;
   }
   *seed = static_cast<int32_t>(state);
-  *sum = total;
   return kDspOk;
 }
 
@@ -118,7 +129,8 @@ int32_t dspRoundTo16s_32f(const float* src, float* dst, int32_t length) {
   if (src == nullptr || dst == nullptr) return kDspNullPointer;
   if (length <= 0) return kDspBadLength;
   for (int32_t i = 0; i < length; ++i) {
-    float value = src[i] > 0.0F ? src[i] + 0.5F : src[i] - 0.5F;
+    const float x = src[i] == src[i] ? src[i] : 0.0F;
+    float value = x > 0.0F ? x + 0.5F : x - 0.5F;
     value = value < 32767.0F ? value : 32767.0F;
     value = value > -32768.0F ? value : -32768.0F;
     dst[i] = static_cast<float>(static_cast<int32_t>(value));

@@ -194,9 +194,10 @@ static inline void TakeCodes(BitWindow& bits, const DspVlcTable* table, int16_t*
     Fill(window);
     for (int32_t k = 0; k < kCodesPerFill; ++k) packed[i + k] = TakeCode(window, cells, firstShift);
   }
-  for (; i < count; ++i) {
-    Fill(window);
-    packed[i] = TakeCode(window, cells, firstShift);
+  if (i < count) {
+    Fill(window);  // less than a fill's worth are left
+    do packed[i] = TakeCode(window, cells, firstShift);
+    while (++i < count);
   }
   bits = window;
 }

@@ -43,6 +43,8 @@
 //          floats, denormal and then 0 below it.
 // MulBands band i is lines offsets[i] up to offsets[i + 1]; each line is multiplied by gains[i].
 //          Bands of no or negative width have no lines.
+// Dequantize  Pow43 of the values of `bands` bands, times the band's gain. With `large` 0
+//          no magnitude may be above 8191.
 // Interleave  rounds to the nearest integer, even on a tie, holds at the limits of 16 bits,
 //          and makes 0 of what is not a number. `dst` receives channels * length samples.
 #define DSP_VLC_KERNELS(X)                                                                    \
@@ -92,6 +94,10 @@
   X(dspMulBands_32f,                                                                          \
     (float* lines, const float* gains, const int32_t* offsets, int32_t bands),                \
     (lines, gains, offsets, bands))                                                           \
+  X(dspDequantize_16s32f,                                                                     \
+    (const int16_t* values, const float* gains, const int32_t* offsets, int32_t bands,        \
+     int32_t large, float* lines),                                                            \
+    (values, gains, offsets, bands, large, lines))                                            \
   X(dspInterleaveFloatTo16s,                                                                  \
     (const float* const* src, int32_t channels, int32_t length, int16_t* dst),                \
     (src, channels, length, dst))

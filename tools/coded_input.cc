@@ -111,8 +111,9 @@ OpenedInput OpenInput(const Options& options, size_t index) {
     opened.samples = std::make_unique<BlockInput>(std::move(file), format, sampleBytes, "raw",
                                                   std::nullopt, std::vector<std::string>());
   } else {
+    const bool isMp4 = IsMp4(file.get());
     opened.frames = OpenAac(options, &file);
-    if (!opened.frames && IsMp4(file.get()))
+    if (!opened.frames && isMp4)
       throw FailureAt(name, "MP4 files are not read, only what is in them: ADTS or raw units", 0);
     if (!opened.frames)
       throw UsageFailure(name +

@@ -74,7 +74,7 @@ constexpr bool operator!=(const GUID& a, const GUID& b) noexcept { return !(a ==
 #define ORBEL_REFGUID const GUID*
 #endif
 
-/* The decoders. CLSID_aacdecoder is reserved: this version does not have it. */
+/* The decoders: of MPEG-4 AAC, and of telephony audio. */
 ORBEL_GUID(CLSID_aacdecoder, 0x9e1ab3ba, 0x0291, 0x4f10, 0x9a, 0x29, 0x91, 0xfd, 0xb8, 0xa1, 0x60,
            0x4f);
 ORBEL_GUID(CLSID_audiodecoder, 0x12c0d256, 0x6387, 0x40fd, 0xbe, 0xe4, 0x9f, 0x02, 0x53, 0xfc, 0x7d,

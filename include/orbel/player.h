@@ -35,8 +35,11 @@ typedef struct Player Player;
 
 /* What the coded bytes are (formatId of PlayerOpen). */
 enum {
-  ORBEL_FORMAT_AAC = 255,      /* MPEG-4 AAC family; rateIndex tells the rate.
-                                  No decoder for it yet: PlayerOpen gives -2  */
+  ORBEL_FORMAT_AAC = 255,      /* MPEG-4 AAC; rateIndex tells the rate. A sample
+                                  is a byte n from 1 to 4, n bytes of
+                                  AudioSpecificConfig and one access unit. The
+                                  first sample's configuration counts; two
+                                  channels are played as the left one         */
   ORBEL_FORMAT_MULAW = 495,    /* G.711 mu-law, 8000 Hz, 1 byte a sample      */
   ORBEL_FORMAT_ALAW = 496,     /* G.711 A-law, 8000 Hz, 1 byte a sample       */
   ORBEL_FORMAT_G726_32 = 751,  /* G.726 at 32 kbit/s, 8000 Hz, 2 samples a

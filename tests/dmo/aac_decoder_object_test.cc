@@ -71,6 +71,22 @@ TEST(AacDecoderObject, KeepsTheLeftChannel) {
   }
 }
 
+// The output type's sample size is what counts as room, at odd addresses too.
+TEST(AacDecoderObject, FillsNoMoreThanTheTypeSays) {
+  const AacStream stream("lc_16000_mono_24k_speech.aac");
+  for (const uint32_t size : {0u, 1u, 2047u, 2048u})
+    for (const uint32_t shift : {0u, 1u}) {
+      Reference<IMediaObject> object = MakeDecoder(CLSID_aacdecoder);
+      SetAacInput(object.Get(), 16000);
+      ASSERT_EQ(AcceptOutput(object.Get(), size), S_OK);
+      HostBuffer input(stream.samples[0]);
+      HostBuffer output(size + 1);
+      output.shift = shift;
+      ASSERT_EQ(Feed(object.Get(), &input), S_OK);
+      EXPECT_EQ(Fetch(object.Get(), &output), size == 2048 ? S_OK : E_FAIL) << size << shift;
+    }
+}
+
 TEST(AacDecoderObject, LosesBadSamplesAndNothingElse) {
   const AacStream stream("lc_16000_mono_24k_speech.aac");
   Reference<IMediaObject> object = OpenAac(16000);

@@ -38,12 +38,14 @@ std::vector<uint8_t> Bytes(const std::vector<float>& one, const std::vector<floa
   return bytes;
 }
 
-std::vector<uint8_t> Noise(int level, uint32_t seed, bool, int32_t length) {
+std::vector<uint8_t> Noise(int level, uint32_t seed, bool extreme, int32_t length) {
   std::vector<float> lines = Lines(seed, false, length);
-  std::vector<float> sum(2);
+  std::vector<float> sums(5);
   auto state = static_cast<int32_t>(seed * 2654435761U);
-  const int32_t status = dspNoise_32fRow[level](&state, lines.data(), length, sum.data());
-  return Bytes(lines, sum, status ^ state);
+  const int32_t third = extreme ? length / 3 : length / 3 / 4 * 4;
+  const int32_t offsets[] = {0, third, third, 2 * third, length};
+  const int32_t status = dspNoiseBands_32fRow[level](&state, lines.data(), offsets, 4, sums.data());
+  return Bytes(lines, sums, status ^ state);
 }
 
 template <int kOrder, int kStep>
@@ -85,7 +87,7 @@ std::vector<uint8_t> RoundTo16s(int level, uint32_t seed, bool extreme, int32_t 
   return Bytes(dst, {}, status);
 }
 
-constexpr FamilyCase kCases[] = {{"dspNoise_32f", "", Noise},
+constexpr FamilyCase kCases[] = {{"dspNoiseBands_32f", "", Noise},
                                  {"dspAllPole_32f_I", "1 up", AllPole<1, 1>},
                                  {"dspAllPole_32f_I", "9 down", AllPole<9, -1>},
                                  {"dspAllPole_32f_I", "12 up", AllPole<12, 1>},
@@ -96,19 +98,23 @@ constexpr FamilyCase kCases[] = {{"dspNoise_32f", "", Noise},
                                  {"dspRoundTo16s_32f", "", RoundTo16s}};
 
 TEST(ToolKernels, EqualPlainLoops) {
-  std::vector<float> drawn(37);
+  // Bands of whole fours, of none, and of odd widths.
+  const int32_t offsets[] = {0, 8, 8, 20, 25, 37};
+  std::vector<float> drawn(37), sums(5);
   int32_t seed = -5;
-  float sum = 0.0F;
-  ASSERT_EQ(dspNoise_32f(&seed, drawn.data(), 37, &sum), kDspOk);
-  uint32_t state = static_cast<uint32_t>(-5);
-  float total = 0.0F;
-  for (const float value : drawn) {
-    state = state * 1664525U + 1013904223U;
-    ASSERT_EQ(value, static_cast<float>(static_cast<int32_t>(state)));
-    total += value * value;
+  ASSERT_EQ(dspNoiseBands_32f(&seed, drawn.data(), offsets, 5, sums.data()), kDspOk);
+  auto state = static_cast<uint32_t>(-5);
+  for (int32_t band = 0; band < 5; ++band) {
+    float total = 0.0F;
+    for (int32_t i = offsets[band]; i < offsets[band + 1]; ++i) {
+      state = state * 1664525U + 1013904223U;
+      const auto value = static_cast<float>(static_cast<int32_t>(state));
+      ASSERT_EQ(drawn[static_cast<size_t>(i)], value);
+      total += value * value;
+    }
+    EXPECT_EQ(sums[static_cast<size_t>(band)], total);
   }
   EXPECT_EQ(seed, static_cast<int32_t>(state));
-  EXPECT_EQ(sum, total);
 
   for (int32_t order = 1; order <= 20; ++order) {
     std::vector<float> lpc(21), lines = Lines(7, false, 300);

@@ -167,6 +167,23 @@ constexpr FamilyCase kCases[] = {
        dspMulBands_32fRow[level](lines.data(), gains.data(), offsets.data(), length);
        return Bytes(lines.data(), lines.size());
      }},
+    {"dspDequantize_16s32f", "bands of 0 to 12 lines",
+     [](int level, uint32_t seed, bool extreme, int32_t length) {
+       std::vector<int32_t> offsets = {static_cast<int32_t>(seed % 4)};
+       for (int32_t i = 0; i < length; ++i) offsets.push_back(offsets.back() + i % 13);
+       const auto count = static_cast<size_t>(offsets.back());
+       std::mt19937 random(seed);
+       std::vector<int16_t> values(count + 1);
+       for (int16_t& value : values)
+         value = static_cast<int16_t>(static_cast<int32_t>(random() % 65536) - 32768);
+       if (!extreme)
+         for (int16_t& value : values) value = static_cast<int16_t>(value / 4);
+       std::vector<float> lines = Floats(seed, false, count + kGuard);
+       const std::vector<float> gains = Floats(seed + 1, false, static_cast<size_t>(length));
+       dspDequantize_16s32fRow[level](values.data(), gains.data(), offsets.data(), length,
+                                      extreme ? 1 : 0, lines.data());
+       return Bytes(lines.data(), lines.size());
+     }},
     {"dspInterleaveFloatTo16s", "1 channel", Interleaved<1>},
     {"dspInterleaveFloatTo16s", "2 channels", Interleaved<2>},
     {"dspInterleaveFloatTo16s", "5 channels", Interleaved<5>},
