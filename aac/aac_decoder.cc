@@ -233,6 +233,7 @@ Status AACDecoder::Init(BaseCodecParams* params) {
   std::memset(block, 0, offsetof(AACDecoderState, overlap));
   std::memset(static_cast<uint8_t*>(block) + offsetof(AACDecoderState, outputChannels), 0,
               sizeof(AACDecoderState) - offsetof(AACDecoderState, outputChannels));
+  PlaceSbrAreas(m_state);
   AACDecoderStateInit(m_state);
   m_state->tools = m_tools;
   m_sbrSeen = 0;
@@ -267,6 +268,7 @@ Status AACDecoder::InitFromConfiguration(MediaData* data) {
     m_state->sbrDownsample =
         config.extensionSamplingFrequencyIndex == config.samplingFrequencyIndex ? 1 : 0;
   if (config.sbrPresent == 0) m_state->psSupportLevel = 0;
+  PassPsLevel(m_state);
   m_objectType = config.audioObjectType;
   const Status allocated = AllocateToolMemory(m_objectType);
   if (allocated != UMC_OK) return UnlockAnd(allocated);
@@ -311,6 +313,7 @@ Status AACDecoder::DetectStream(MediaData* in, BitReader* reader) {
   const BitReader start = *reader;
   m_objectType = 0;
   m_state->psSupportLevel = 0;
+  PassPsLevel(m_state);
   const uint32_t magic = GetBits(reader, 32);
   if (magic == kAlsMagic) {
     m_objectType = kObjectAls;
@@ -547,6 +550,7 @@ Status AACDecoder::SetParams(BaseCodecParams* params) {
       m_state->sbrDownsample = 0;
     }
     m_state->psSupportLevel = ps == 111 || ps == 411 || ps < 2 ? ps : 0;
+    PassPsLevel(m_state);
   }
   return UnlockState();
 }

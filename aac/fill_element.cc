@@ -72,6 +72,7 @@ int32_t ExtensionPayloadParse(const FillContext& context, DynamicRangeInfo* rang
       return DynamicRangeParse(range, reader);
     case kSbrData:
     case kSbrDataCrc: {
+      ++*context.sbrCount;
       const int32_t crcFlag = type == kSbrDataCrc ? 1 : 0;
       const int32_t used = SbrExtensionDataParse(record->elementId, crcFlag, record, reader, count);
       if (used == kBadStream) record->sbrError = kBadStream;

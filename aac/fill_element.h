@@ -5,7 +5,7 @@
 #include <cstdint>
 
 #include "aac/bit_reader.h"
-#include "sbr/sbr_element.h"
+#include "sbr/sbr_payload.h"
 
 namespace orbel {
 

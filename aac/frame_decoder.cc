@@ -143,6 +143,10 @@ bool DecodeFill(Frame* frame) {
   record->samplingIndex =
       state->samplingIndex > 2 ? state->samplingIndex - 3 : state->samplingIndex;
   record->elementId = frame->lastId;
+  const bool mayHavePs = (state->psSupportLevel & 1) != 0 && state->psReady != 0 &&
+                         frame->sbrCount == 0 && frame->entryCount > 0 &&
+                         frame->entries[0].id == kIdSce;
+  record->ps = mayHavePs ? state->psState : nullptr;
   DynamicRangeInfo range;
   return FillElementParse({record, &frame->sbrCount, state->sbrSupportLevel}, &range,
                           &frame->reader) == 0;
@@ -282,17 +286,92 @@ void Synthesize(AACDecoderState* state, int32_t couplingCount) {
     for (int32_t i = 0; i < state->numChannels; ++i) KeepHistory(state, state->channelOrder[i]);
 }
 
-// A frame of one channel becomes two where parametric stereo is asked for; until
-// there is data for it, they are the same.
-void WidenToStereo(AACDecoderState* state) {
-  if ((state->psSupportLevel & kParametricStereoBits) == 0) return;
-  if (state->numChannels != 1) {
-    state->psSupportLevel = 0;
-    return;
+// Whether the frame's one channel is to become two.
+bool WantsStereo(AACDecoderState* state) {
+  if ((state->psSupportLevel & kParametricStereoBits) == 0) return false;
+  if (state->numChannels == 1) return true;
+  state->psSupportLevel = 0;
+  return false;
+}
+
+// Payloads stand for elements in the order of both; low frequency elements, which
+// have none, have been counted in where their places could be known.
+int32_t SbrElementCount(const Frame& frame) {
+  if (frame.lfeAfterSbr == 0 || frame.sbrCount == 0 || frame.sbrCount == frame.entryCount)
+    return frame.sbrCount;
+  return frame.sbrCount == frame.entryCount - 1 ? frame.entryCount : 0;
+}
+
+SbrChannel* SbrChannelOf(AACDecoderState* state, int32_t slot, int32_t channel) {
+  const int32_t index = 2 * slot + channel;
+  SbrChannel* record = &state->sbrChannels[index];
+  if (state->sbrChannelUsed[index] == 0) record->started = 0;
+  state->sbrChannelUsed[index] = 1;
+  return record;
+}
+
+void CountSbr(AACDecoderState* state, bool hasPs) {
+  FrameTools* tools = state->tools;
+  const SbrElement& element = state->sbrElements[0];
+  ++tools->sbrFrames;
+  tools->psFrames += hasPs ? 1 : 0;
+  tools->sbrHeaders = element.headerCount;
+  tools->sbrStartBand = element.kx;
+  tools->sbrStopBand = element.kx + element.M;
+  tools->sbrBands = element.N_high;
+  tools->sbrNoiseBands = element.N_Q;
+  tools->sbrPatches = element.numPatches;
+  tools->sbrRate = 2 * state->samplingFrequency;
+}
+
+// Band replication, for every channel that is put out as soon as one element has
+// it, and parametric stereo.
+void Replicate(const Frame& frame) {
+  AACDecoderState* state = frame.state;
+  const bool stereo = WantsStereo(state);
+  float* second = nullptr;
+  if (stereo) {
+    second = state->pcmFloat[state->channelOrder[0] == 1 ? 0 : 1];
+    state->outputChannels[1] = second;
   }
-  if (state->outputChannels[0] != state->pcmFloat[1])
-    std::memcpy(state->pcmFloat[1], state->outputChannels[0], kFrameLength * sizeof(float));
-  state->outputChannels[1] = state->pcmFloat[1];
+  const int32_t count = SbrElementCount(frame);
+  int32_t samples = kFrameLength;
+  bool parametric = false;
+  if (count > 0) {
+    const bool downsampled = state->sbrDownsample != 0;
+    if (!downsampled) state->upsamplingFactor = 2;
+    state->sbrPresent = 1;
+    if (state->sbrWorkUsed == 0) std::memset(&state->sbrWork, 0, sizeof state->sbrWork);
+    state->sbrWorkUsed = 1;
+    samples *= state->upsamplingFactor;
+    for (int32_t slot = 0; slot < frame.entryCount; ++slot) {
+      SbrElement* element = &state->sbrElements[slot];
+      if (slot >= count) element->elementId = kNoReplication;  // no payload in this frame
+      const FrameElementEntry& entry = frame.entries[slot];
+      const int32_t width = entry.id == kIdCpe ? 2 : 1;
+      for (int32_t c = 0; c < width; ++c) {
+        const int32_t channel = entry.channel + c;
+        const int32_t* const end = state->channelOrder + state->numChannels;
+        if (std::find(static_cast<const int32_t*>(state->channelOrder), end, channel) == end)
+          continue;
+        SbrFrameContext context = {state->sbrMode, downsampled, &state->sbrWork, nullptr, nullptr};
+        if (stereo) {
+          element->ps = state->psReady != 0 ? state->psState : nullptr;
+          parametric = element->ps != nullptr && PsHasData(*element->ps);
+          if (parametric) {
+            context.second = SbrChannelOf(state, slot, 1);
+            context.secondPcm = second;
+          }
+        }
+        SbrFrameDecode(element, c, SbrChannelOf(state, slot, c), context, state->pcmFloat[channel]);
+      }
+    }
+    if (state->tools != nullptr) CountSbr(state, parametric);
+  }
+  if (!stereo) return;
+  // Until there is parametric data, both are the same.
+  if (!parametric)
+    std::memcpy(second, state->outputChannels[0], static_cast<size_t>(samples) * sizeof *second);
   state->numChannels = 2;
 }
 
@@ -340,7 +419,7 @@ int32_t DecodeRawDataBlock(const uint8_t* data, int32_t* consumedBytes, int16_t*
     return kFrameBad;
   }
   Synthesize(state, frame.couplingCount);
-  WidenToStereo(state);
+  Replicate(frame);
   ByteAlign(&frame.reader);
   *consumedBytes = static_cast<int32_t>(GetBitPosition(frame.reader) / 8);
   state->prevNumChannels = state->numChannels;

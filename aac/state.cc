@@ -42,7 +42,19 @@ void ConfigureSampling(AACDecoderState* state, int32_t index) {
   SetBands(state, index);
 }
 
-void ChangeSbrMode(AACDecoderState* state, int32_t mode) { state->sbrMode = mode; }
+void ChangeSbrMode(AACDecoderState* state, int32_t mode) {
+  state->sbrMode = mode;
+  std::memset(state->sbrChannelUsed, 0, sizeof state->sbrChannelUsed);
+}
+
+void PassPsLevel(AACDecoderState* state) {
+  if (state->psReady == 0) {
+    if (state->psSupportLevel == 0) return;
+    PsInit(state->psState);
+    state->psReady = 1;
+  }
+  PsSetLevel(state->psState, state->psSupportLevel);
+}
 
 void AACDecoderStateReset(AACDecoderState* state) {
   state->frameNumber = 0;
@@ -56,6 +68,7 @@ void AACDecoderStateReset(AACDecoderState* state) {
   for (float(&overlap)[kMaxFrameLength] : state->overlap)
     std::memset(overlap, 0, kFrameLength * sizeof(float));
   std::memset(state->prevWindowShape, 0, sizeof state->prevWindowShape);
+  std::memset(state->sbrChannelUsed, 0, sizeof state->sbrChannelUsed);
   ClearObjectTypeState(state);
 }
 
@@ -75,6 +88,7 @@ void AACDecoderStateInit(AACDecoderState* state) {
   ForEachStream(
       state, [state](IndividualChannelStream* ics) { ics->huffmanTables = state->huffmanTables; });
   SetBands(state, kNoBandsIndex);
+  for (SbrElement& element : state->sbrElements) SbrElementInit(&element);
   state->sbrMode = kNotSet;
   state->sbrDownsample = kNotSet;
   state->sbrSupportLevel = kNotSet;

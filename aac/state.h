@@ -17,6 +17,8 @@
 #include "aac/main_prediction.h"
 #include "aac/stream_headers.h"
 #include "aac/tns.h"
+#include "sbr/ps.h"
+#include "sbr/sbr_channel.h"
 #include "sbr/sbr_element.h"
 
 namespace orbel {
@@ -76,11 +78,19 @@ struct AACDecoderState {
   alignas(32) float spectrum[kMaxChannels][kFrameLength];
   alignas(32) float ssrBuffers[kMaxChannels][2048];
   GainState gainState[kMaxChannels];
+  SbrWork sbrWork;
   alignas(32) float ltpWork[kLtpWorkLength];
   const float* outputChannels[kMaxChannels];
   CouplingGains couplingGains[kMaxCouplingElements];
   TnsRecord tnsData[kMaxChannels];
   SbrElement sbrElements[kMaxSbrElements];
+  // Two channels for each element, behind the record; those that have not been in
+  // use are not touched.
+  SbrChannel* sbrChannels;
+  uint8_t sbrChannelUsed[2 * kMaxSbrElements];
+  int32_t sbrWorkUsed;
+  PsState* psState;  // behind the record too
+  int32_t psReady;   // it has been set up
   FilterbankSpec filterbankSpec;
   LtpContext ltpContext;
   MainPredictorState* predictors[kMaxChannels];
@@ -105,6 +115,9 @@ void ClearObjectTypeState(AACDecoderState* state);
 // Gives the element records what depends on the rate and, by then, on the object
 // type: bands, prediction and noise shaping limits. `index` is 0 to 12.
 void ConfigureSampling(AACDecoderState* state, int32_t index);
+
+// Sets parametric stereo up, once it is asked for, and passes psSupportLevel on.
+void PassPsLevel(AACDecoderState* state);
 
 // Replaces sbrMode and brings up to date what is derived from it.
 void ChangeSbrMode(AACDecoderState* state, int32_t mode);

@@ -4,6 +4,10 @@
 
 #include "aac/code_tables.h"
 #include "dsp/primitives.h"
+#include "dsp/vlc_table.h"
+#include "sbr/ps_code_tables.h"
+#include "sbr/sbr_code_tables.h"
+#include "sbr/sbr_huffman_tables.h"
 
 namespace orbel {
 namespace {
@@ -11,11 +15,24 @@ namespace {
 constexpr int32_t kBsacStateSize = 51856;
 constexpr int32_t kFilterbankSpare = 10;
 constexpr int32_t kPsWorkLeast = 2400;
+constexpr int32_t kAreaAlignment = 32;
 
 constexpr uint64_t RoundUp16(uint64_t size) { return (size + 15) & ~uint64_t{15}; }
 
-// The work areas of band replication for ten element slots, and of parametric
-// stereo.
+// Bytes of the work areas of one element slot of band replication (b, d and f once,
+// a, c and e for each of two channels) and of parametric stereo (g).
+struct SbrWorkSizes {
+  int32_t a, b, c, d, e, f, g;
+};
+
+SbrWorkSizes QuerySbrWorkSizes() {
+  SbrWorkSizes sizes = {};
+  sizes.a = static_cast<int32_t>(sizeof(SbrChannel));
+  sizes.g = PsStateSize() + kAreaAlignment;
+  return sizes;
+}
+
+// For ten element slots.
 uint64_t SbrWorkSize() {
   const SbrWorkSizes sizes = QuerySbrWorkSizes();
   const int32_t slot = sizes.b + 2 * (sizes.a + sizes.c + sizes.e) + sizes.d + sizes.f;
@@ -23,13 +40,34 @@ uint64_t SbrWorkSize() {
   return static_cast<uint64_t>(total) & ~uint64_t{15};
 }
 
+uint64_t TablesSize(const DspVlcTable* const* tables, int32_t count) {
+  uint64_t size = 0;
+  for (int32_t i = 0; i < count; ++i)
+    size += RoundUp16(sizeof(DspVlcTable) +
+                      static_cast<uint64_t>(tables[i]->cellCount) * sizeof(DspVlcCell));
+  return size;
+}
+
+uint64_t CodeTablesSize() {
+  return TablesSize(CodeTables(), kCodeTableCount) +
+         TablesSize(SbrCodeTables(), kSbrHuffmanBookCount) +
+         TablesSize(PsCodeTables(), kPsBookCount);
+}
+
+uint8_t* AlignArea(uint8_t* at) {
+  return at + (-reinterpret_cast<uintptr_t>(at) & (kAreaAlignment - 1));
+}
+
 }  // namespace
 
-uint64_t StateBlockSize() {
-  uint64_t size = kStateRoom + SbrWorkSize();
-  for (int32_t i = 0; i < kCodeTableCount; ++i)
-    size += RoundUp16(static_cast<uint64_t>(CodeTableSize(i)));
-  return size;
+uint64_t StateBlockSize() { return kStateRoom + CodeTablesSize() + SbrWorkSize(); }
+
+void PlaceSbrAreas(AACDecoderState* state) {
+  // The code tables are made once and shared; their room holds the alignment.
+  uint8_t* at = AlignArea(reinterpret_cast<uint8_t*>(state) + kStateRoom);
+  state->sbrChannels = reinterpret_cast<SbrChannel*>(at);
+  at += 2 * kMaxSbrElements * sizeof(SbrChannel);
+  state->psState = reinterpret_cast<PsState*>(AlignArea(at));
 }
 
 int32_t QueryToolMemory(AACDecoderState* state, uint8_t* memory, int32_t* size) {

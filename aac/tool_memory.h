@@ -11,6 +11,10 @@ namespace orbel {
 // Bytes of the state block.
 uint64_t StateBlockSize();
 
+// Sets the pointers to what lies behind the record in its block. Touches nothing
+// else.
+void PlaceSbrAreas(AACDecoderState* state);
+
 // With null `memory`, *size receives the bytes that the state's object type needs;
 // with a block of that size, at a multiple of 16, places everything in it and sets
 // the state's pointers. Returns 0 or -1.

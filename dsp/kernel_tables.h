@@ -3,5 +3,7 @@
 
 #include "dsp/g711_tables.h"
 #include "dsp/g726_tables.h"
+#include "dsp/qmf_tables.h"
+#include "dsp/sbr_tables.h"
 #include "dsp/spectrum_tables.h"
 #include "dsp/transform_tables.h"

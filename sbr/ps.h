@@ -26,7 +26,6 @@ int32_t PsDataParse(BitReader* reader, PsState* ps, int32_t* bitsRead);
 bool PsHasData(const PsState& ps);
 
 // 32 rows of the mono signal become left, in place, and right.
-void PsApply(PsState* ps, QmfRow* leftReal, QmfRow* leftImag, QmfRow* rightReal,
-             QmfRow* rightImag);
+void PsApply(PsState* ps, QmfRow* leftReal, QmfRow* leftImag, QmfRow* rightReal, QmfRow* rightImag);
 
 }  // namespace orbel

@@ -10,7 +10,8 @@
 namespace orbel {
 
 // `count` bytes, of which the extension type's four bits are read already. Returns
-// `count`, or -13 for a bad payload.
+// `count`, or -13, which sbrError keeps, for bad tables or a bad grid: the rest is not
+// skipped then, and no frame is read until there is a header again.
 int32_t SbrExtensionDataParse(int32_t elementId, int32_t crcFlag, SbrElement* element,
                               BitReader* reader, int32_t count);
 
