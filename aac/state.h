@@ -75,11 +75,11 @@ struct AACDecoderState {
   alignas(32) float ltpHistory[kMaxChannels][3][kMaxFrameLength];
   alignas(32) float spectrum[kMaxChannels][kFrameLength];
   alignas(32) float ssrBuffers[kMaxChannels][2048];
-  GainState gainState[kMaxChannels];
   alignas(32) float ltpWork[kLtpWorkLength];
   const float* outputChannels[kMaxChannels];
   CouplingGains couplingGains[kMaxCouplingElements];
   TnsRecord tnsData[kMaxChannels];
+  GainState gainState[kMaxChannels];
   SbrElement sbrElements[kMaxSbrElements];
   FilterbankSpec filterbankSpec;
   LtpContext ltpContext;

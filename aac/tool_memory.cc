@@ -32,8 +32,8 @@ uint64_t StateBlockSize() {
   return size;
 }
 
-int32_t QueryToolMemory(AACDecoderState* state, uint8_t* memory, int32_t* size) {
-  const int32_t objectType = state->audioObjectType;
+int32_t QueryToolMemory(AACDecoderState* state, int32_t objectType, uint8_t* memory,
+                        int32_t* size) {
   const int32_t kinds =
       objectType == kObjectLtp ? kTransformInverse | kTransformForward : kTransformInverse;
   const int32_t front = objectType == kObjectBsac ? kBsacStateSize : 0;

@@ -11,9 +11,9 @@ namespace orbel {
 // Bytes of the state block.
 uint64_t StateBlockSize();
 
-// With null `memory`, *size receives the bytes that the state's object type needs;
+// With null `memory`, *size receives the bytes that the object type needs;
 // with a block of that size, at a multiple of 16, places everything in it and sets
 // the state's pointers. Returns 0 or -1.
-int32_t QueryToolMemory(AACDecoderState* state, uint8_t* memory, int32_t* size);
+int32_t QueryToolMemory(AACDecoderState* state, int32_t objectType, uint8_t* memory, int32_t* size);
 
 }  // namespace orbel
