@@ -9,7 +9,7 @@ REL      = $(BUILD)/release
 
 .DEFAULT_GOAL := all
 .PHONY: all demo check test lint format clang-check asan-check tsan-check baseline-check bench \
-        fuzz fuzz-check install clean help
+        fuzz fuzz-smoke install clean help
 
 help:
 	@echo "make              build the library and the tool into $(REL)"
@@ -20,7 +20,7 @@ help:
 	@echo "make asan-check   the tests under address and undefined-behaviour sanitizers"
 	@echo "make tsan-check   the threaded tests under the thread sanitizer"
 	@echo "make baseline-check  the primitives' tests on an emulated old processor"
-	@echo "make fuzz-check   every fuzz target for some seconds"
+	@echo "make fuzz-smoke   every fuzz target, two minutes in all"
 	@echo "make bench        the benchmarks and their ratios"
 	@echo "make install      install (PREFIX=$(PREFIX), DESTDIR)"
 
@@ -68,9 +68,9 @@ bench:
 	$(call build,bench,build bench)
 	@bench/run.sh $(BUILD)/bench
 
-fuzz fuzz-check:
+fuzz fuzz-smoke:
 	$(call build,fuzz,build clang)
-	@fuzz/run.sh $(BUILD)/fuzz $(if $(FUZZ_SECONDS),$(FUZZ_SECONDS),20)
+	@fuzz/run.sh $(BUILD)/fuzz $(if $(FUZZ_SECONDS),$(FUZZ_SECONDS),120)
 
 install:
 	$(call build,release,build,-DORBEL_TESTS=OFF -DCMAKE_INSTALL_PREFIX=$(PREFIX))

@@ -84,6 +84,13 @@ int32_t Id3Length(const uint8_t* data) {
   return length + (footer ? 2 : 1) * kId3HeaderSize;
 }
 
+// Whether so few bytes may become the start of a stream.
+bool IsCutStart(const uint8_t* data, uint64_t size) {
+  if (size >= 4) return false;
+  if (size == 1 && data[0] == 0xFF) return true;
+  return std::memcmp(data, "ADIF", size) == 0 || std::memcmp(data, "ALS", size) == 0;
+}
+
 // The first place where three bytes match the pattern, or `size`.
 uint64_t FindPattern(const uint8_t* data, uint64_t size, uint32_t pattern) {
   for (uint64_t at = 0; at + 3 <= size; ++at) {
@@ -178,25 +185,31 @@ Status AACDecoder::UnlockAnd(Status status) {
 // Some calls leave their lock: it ends here at the latest, so that an allocator
 // that others use gets its memory back.
 void AACDecoder::ReleaseMemory() {
-  if (memoryAllocator != nullptr) {
-    const auto release = [this](int32_t* identifier, int32_t* locks) {
-      if (*identifier == 0) return;
-      for (; *locks > 0; --*locks) memoryAllocator->Unlock(*identifier);
-      memoryAllocator->Free(*identifier);
-      *identifier = 0;
-    };
-    release(&m_toolMid, &m_toolLocks);
-    release(&m_stateMid, &m_stateLocks);
+  ReleaseToolMemory();
+  if (m_stateMid != 0) {
+    for (; m_stateLocks > 0; --m_stateLocks) memoryAllocator->Unlock(m_stateMid);
+    memoryAllocator->Free(m_stateMid);
   }
-  m_toolMemory = nullptr;
+  m_stateMid = 0;
   m_state = nullptr;
 }
 
+void AACDecoder::ReleaseToolMemory() {
+  if (m_toolMid != 0) {
+    for (; m_toolLocks > 0; --m_toolLocks) memoryAllocator->Unlock(m_toolMid);
+    memoryAllocator->Free(m_toolMid);
+  }
+  m_toolMid = 0;
+  m_toolMemory = nullptr;
+}
+
+// The object type stands in the state only together with the memory for it.
 Status AACDecoder::AllocateToolMemory(int32_t objectType) {
+  ReleaseToolMemory();
+  m_state->audioObjectType = 0;
   if (objectType == kObjectAls) return StatusOfResult(kAlsUnsupported);
-  m_state->audioObjectType = objectType;
   int32_t size = 0;
-  if (QueryToolMemory(m_state, nullptr, &size) != 0 || m_toolMid != 0) return UMC_ERR_ALLOC;
+  if (QueryToolMemory(m_state, objectType, nullptr, &size) != 0) return UMC_ERR_ALLOC;
   if (memoryAllocator->Alloc(&m_toolMid, static_cast<uint64_t>(size), kAllocFlags,
                              kBlockAlignment) != UMC_OK) {
     m_toolMid = 0;
@@ -204,13 +217,11 @@ Status AACDecoder::AllocateToolMemory(int32_t objectType) {
   }
   m_toolMemory = static_cast<uint8_t*>(memoryAllocator->Lock(m_toolMid));
   if (m_toolMemory != nullptr) ++m_toolLocks;
-  if (m_toolMemory == nullptr || QueryToolMemory(m_state, m_toolMemory, &size) != 0) {
-    if (m_toolLocks > 0 && memoryAllocator->Unlock(m_toolMid) == UMC_OK) --m_toolLocks;
-    memoryAllocator->Free(m_toolMid);
-    m_toolMid = 0;
-    m_toolMemory = nullptr;
+  if (m_toolMemory == nullptr || QueryToolMemory(m_state, objectType, m_toolMemory, &size) != 0) {
+    ReleaseToolMemory();
     return UMC_ERR_ALLOC;
   }
+  m_state->audioObjectType = objectType;
   ClearObjectTypeState(m_state);
   return UMC_OK;
 }
@@ -225,7 +236,10 @@ Status AACDecoder::Init(BaseCodecParams* params) {
     return UMC_ERR_ALLOC;
   }
   void* block = memoryAllocator->Lock(m_stateMid);
-  if (block == nullptr) return UMC_ERR_ALLOC;
+  if (block == nullptr) {
+    ReleaseMemory();
+    return UMC_ERR_ALLOC;
+  }
   ++m_stateLocks;
   m_state = static_cast<AACDecoderState*>(block);
   // The work arrays between these two are cleared at reset or written before they
@@ -241,6 +255,7 @@ Status AACDecoder::Init(BaseCodecParams* params) {
   m_objectType = 0;
   m_streamKind = 0;
   m_samplingIndex = 0;
+  m_adtsPattern = 0;
   m_audioType = 0;
   m_configSize = 0;
   m_currentTime = 0.0;
@@ -320,8 +335,9 @@ Status AACDecoder::DetectStream(MediaData* in, BitReader* reader) {
     return StatusOfResult(kAlsUnsupported);
   }
   if (magic == kAdifMagic) return DetectAdif(reader);
+  if (IsCutStart(in->GetDataPointer(), in->GetDataSize())) return UMC_ERR_NOT_ENOUGH_DATA;
   *reader = start;
-  AdtsFixedHeader header;
+  AdtsFixedHeader header = {};
   if (AdtsFixedHeaderParse(&header, reader) != 0) return UMC_ERR_UNSUPPORTED;
   if (in->GetDataSize() < kAdtsLeastBytes) return UMC_ERR_NOT_ENOUGH_DATA;
   *reader = start;
@@ -334,29 +350,32 @@ Status AACDecoder::DetectAdif(BitReader* reader) {
   if (GetBitPosition(*reader) > static_cast<uint32_t>(reader->sizeBytes) * 8)
     return UMC_ERR_NOT_ENOUGH_DATA;
   RefreshWord(reader);
+  m_samplingIndex = header.pce[0].sampling_frequency_index;
+  // Before the object type is known: such streams get the common limits.
+  m_state->audioObjectType = 0;
+  if (m_samplingIndex < kSamplingIndexCount) ConfigureSampling(m_state, m_samplingIndex);
+  const Status allocated = AllocateToolMemory(header.pce[0].object_type + 1);
+  if (allocated != UMC_OK) return allocated;
+  m_objectType = m_state->audioObjectType;
   m_state->pce = header.pce[0];
   m_state->pcePresent = 1;
-  m_samplingIndex = header.pce[0].sampling_frequency_index;
   m_streamKind = kStreamHeaderless;
-  // Before the object type is known: such streams get the common limits.
-  if (m_samplingIndex < kSamplingIndexCount) ConfigureSampling(m_state, m_samplingIndex);
-  m_objectType = header.pce[0].object_type + 1;
-  return AllocateToolMemory(m_objectType);
+  return UMC_OK;
 }
 
 Status AACDecoder::DetectAdts(BitReader* reader) {
   const BitReader start = *reader;
-  AdtsFixedHeader header;
+  AdtsFixedHeader header = {};
   AdtsFixedHeaderParse(&header, reader);
   *reader = start;
   m_samplingIndex = header.sampling_frequency_index;
+  const Status allocated = AllocateToolMemory(ObjectTypeOf(header));
+  if (allocated != UMC_OK) return allocated;
   m_objectType = ObjectTypeOf(header);
   m_streamKind = kStreamAdts;
-  const Status allocated = AllocateToolMemory(m_objectType);
-  if (allocated != UMC_OK) return allocated;
   if (m_samplingIndex < kSamplingIndexCount) ConfigureSampling(m_state, m_samplingIndex);
-  // The layer stands one bit lower here than in a header: only layer 0, the one
-  // that is valid, ever matches.
+  // The layer stands one bit lower here than in a header, so that streams of a layer
+  // other than 0, which are not valid, do not find frames of their own.
   m_adtsPattern = 0xFFF000 + (header.id << 11) + (header.layer << 8) + (header.profile << 6) +
                   (header.sampling_frequency_index << 2);
   return UMC_OK;
@@ -374,7 +393,7 @@ Status AACDecoder::Synchronise(MediaData* in, BitReader* reader, int32_t* crc) {
   MoveBy(in, at);
   if (size - at < kAdtsLeastBytes) return UMC_ERR_NOT_ENOUGH_DATA;
   BitReaderInit(reader, in->GetDataPointer(), size - at);
-  AdtsFixedHeader header;
+  AdtsFixedHeader header = {};
   AdtsFixedHeaderParse(&header, reader);
   const int32_t frameLength = AdtsVariableHeaderParse(reader);
   if (header.protection_absent == 0) {

@@ -48,7 +48,7 @@ class AACDecoder : public AudioCodec {
   Status Reset() override;
   Status SetParams(BaseCodecParams* params) override;
 
-  // *seconds receives how much has been put out since the start or the last Reset.
+  // *seconds receives the length of the good frames since the start or the last Reset.
   virtual Status GetDuration(float* seconds);
 
   // From now on counts what frames use; null stops it. `tools` must live on.
@@ -68,6 +68,7 @@ class AACDecoder : public AudioCodec {
   Status UnlockState();
   Status UnlockAnd(Status status);
   void ReleaseMemory();
+  void ReleaseToolMemory();
   Status AllocateToolMemory(int32_t objectType);
   Status InitFromConfiguration(MediaData* data);
   Status SkipId3(MediaData* in);

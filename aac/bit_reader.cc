@@ -43,7 +43,7 @@ void BitReaderInit(BitReader* reader, const uint8_t* data, size_t size) {
 uint32_t GetBits(BitReader* reader, int32_t count) {
   const uint32_t held = LoadWord(*reader, reader->current) << ((32 - reader->bitsLeft) & 31);
   const int32_t left = reader->bitsLeft - count;
-  const uint32_t value = held >> (32 - count);
+  const uint32_t value = held >> ((32 - count) & 31);
   if (left > 0) {
     reader->bitsLeft = left;
     return value;

@@ -43,7 +43,8 @@ inline uint32_t LoadNextWord(const BitReader& reader, const uint8_t* at) {
 // `size` may be 0. The bytes are borrowed for as long as the reader is used.
 void BitReaderInit(BitReader* reader, const uint8_t* data, size_t size);
 
-// The next `count` bits, 1 to 32, the first one highest. GetBits reads memory
+// The next `count` bits, 1 to 32, the first one highest; for 0 what is left of the
+// word, left-aligned, and nothing moves. GetBits reads memory
 // and never touches currentWord; FastGetBits reads currentWord and keeps it up
 // to date. A GetBits that crosses a word therefore leaves FastGetBits behind
 // until RefreshWord.
@@ -54,7 +55,7 @@ inline uint32_t FastGetBits(BitReader* reader, int32_t count) {
   const int32_t left = reader->bitsLeft - count;
   if (left > 0) {
     reader->bitsLeft = left;
-    return held >> (32 - count);
+    return held >> ((32 - count) & 31);
   }
   reader->current += 4;
   reader->currentWord = LoadNextWord(*reader, reader->current);

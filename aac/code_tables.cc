@@ -39,7 +39,7 @@ void DescribeBook(int32_t number, Description* description) {
   const int32_t base = book.isSigned ? 2 * book.largest + 1 : book.largest + 1;
   description->count = 0;
   for (int32_t row = 0; row < book.count; ++row) {
-    int32_t magnitudes[4];
+    int32_t magnitudes[4] = {};
     int32_t digits = row;
     int32_t signs = 0;
     for (int32_t k = book.dimension - 1; k >= 0; --k) {
@@ -48,11 +48,13 @@ void DescribeBook(int32_t number, Description* description) {
       if (!book.isSigned && magnitudes[k] != 0) ++signs;
     }
     for (uint32_t bits = 0; bits < 1U << signs; ++bits) {
-      int32_t values[4];
-      int32_t next = signs;
+      int32_t values[4] = {};
+      uint32_t sign = 1U << signs;  // halved before it is used: the first value's comes first
       for (int32_t k = 0; k < book.dimension; ++k) {
         values[k] = magnitudes[k];
-        if (!book.isSigned && values[k] != 0 && (bits >> --next & 1) != 0) values[k] = -values[k];
+        if (book.isSigned || values[k] == 0) continue;
+        sign >>= 1;
+        if ((bits & sign) != 0) values[k] = -values[k];
       }
       description->Add(book.codes[row].word << signs | bits, book.codes[row].length + signs,
                        Pack(values, book.dimension, fieldBits));

@@ -70,8 +70,8 @@ void PlaceSbrAreas(AACDecoderState* state) {
   state->psState = reinterpret_cast<PsState*>(AlignArea(at));
 }
 
-int32_t QueryToolMemory(AACDecoderState* state, uint8_t* memory, int32_t* size) {
-  const int32_t objectType = state->audioObjectType;
+int32_t QueryToolMemory(AACDecoderState* state, int32_t objectType, uint8_t* memory,
+                        int32_t* size) {
   const int32_t kinds =
       objectType == kObjectLtp ? kTransformInverse | kTransformForward : kTransformInverse;
   const int32_t front = objectType == kObjectBsac ? kBsacStateSize : 0;

@@ -13,10 +13,12 @@ DSP_KERNELS(DSP_DECLARE_VARIANT)
 #include "dsp/prediction.inl"
 #include "dsp/ps.inl"
 #include "dsp/sbr.inl"
+#include "dsp/spectrum.inl"
 #include "dsp/speech.inl"
 #include "dsp/tools.inl"
-#include "dsp/spectrum.inl"
 #include "dsp/transform.inl"
-#include "dsp/qmf.inl"
 #include "dsp/vector_arithmetic.inl"
 #include "dsp/vlc.inl"
+
+// With what transform.inl has.
+#include "dsp/qmf.inl"

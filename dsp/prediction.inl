@@ -2,7 +2,6 @@
 
 namespace prediction {
 
-
 constexpr float kAttenuation = 0.953125f;  // a and b of the standard
 constexpr float kForgetting = 0.90625f;    // alpha
 constexpr int32_t kAlignment = 32;

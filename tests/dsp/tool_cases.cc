@@ -33,7 +33,8 @@ std::vector<uint8_t> Bytes(const std::vector<float>& one, const std::vector<floa
                            int32_t status) {
   std::vector<uint8_t> bytes((one.size() + two.size()) * sizeof(float) + sizeof status);
   std::memcpy(bytes.data(), one.data(), one.size() * sizeof(float));
-  std::memcpy(bytes.data() + one.size() * sizeof(float), two.data(), two.size() * sizeof(float));
+  if (!two.empty())
+    std::memcpy(bytes.data() + one.size() * sizeof(float), two.data(), two.size() * sizeof(float));
   std::memcpy(bytes.data() + bytes.size() - sizeof status, &status, sizeof status);
   return bytes;
 }
