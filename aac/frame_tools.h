@@ -21,11 +21,11 @@ struct FrameTools {
   int64_t longTermPrediction;
   int64_t gainControl;
   int64_t elements[8];  // by id_syn_ele
-  int64_t sbrFrames;  // with band replication
-  int64_t psFrames;   // with parametric stereo
+  int64_t sbrFrames;    // with band replication
+  int64_t psFrames;     // with parametric stereo
 
   // Of the first element's band replication, as it stood last.
-  int32_t sbrHeaders;  // since the start
+  int32_t sbrHeaders;                 // since the start
   int32_t sbrStartBand, sbrStopBand;  // QMF bands of the high band
   int32_t sbrBands, sbrNoiseBands, sbrPatches;
   int32_t sbrRate;  // hertz, of the full band

@@ -77,11 +77,7 @@ struct AACDecoderState {
   alignas(32) float ltpHistory[kMaxChannels][3][kMaxFrameLength];
   alignas(32) float spectrum[kMaxChannels][kFrameLength];
   alignas(32) float ssrBuffers[kMaxChannels][2048];
-<<<<<<< HEAD
-  GainState gainState[kMaxChannels];
   SbrWork sbrWork;
-=======
->>>>>>> main
   alignas(32) float ltpWork[kLtpWorkLength];
   const float* outputChannels[kMaxChannels];
   CouplingGains couplingGains[kMaxCouplingElements];

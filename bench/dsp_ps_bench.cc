@@ -69,13 +69,13 @@ constexpr Job kJobs[] = {
     {"split in 10",
      [](int level, PsState& ps, const DspPsRows& in, const DspPsRows&) {
        const DspPsRows split = SplitRows(ps);
-       const DspPsRows qmf = PsRowsAt(in, kPsHybridDelay, 0);
+       const DspPsRows qmf = PsRowsAt(in, kPsHybridReach, 0);
        dspPsSplit20_32fRow[level](&qmf, &split, kPsTables.split20, kPsChunk);
      }},
     {"split in 32",
      [](int level, PsState& ps, const DspPsRows& in, const DspPsRows&) {
        const DspPsRows split = SplitRows(ps);
-       const DspPsRows qmf = PsRowsAt(in, kPsHybridDelay, 0);
+       const DspPsRows qmf = PsRowsAt(in, kPsHybridReach, 0);
        dspPsSplit34_32fRow[level](&qmf, &split, kPsTables.split34, kPsChunk);
      }},
     {"transients",
@@ -122,7 +122,7 @@ void RunWhole(benchmark::State& state, int32_t configuration, bool hasPhases, in
     std::copy(&f->real[0][0], f->real[kQmfSlots - 1] + kQmfBands, &f->leftReal[0][0]);
     std::copy(&f->imag[0][0], f->imag[kQmfSlots - 1] + kQmfBands, &f->leftImag[0][0]);
     f->Send(configuration, hasPhases);
-    PsApply(&f->ps, f->leftReal, f->leftImag, f->rightReal, f->rightImag);
+    PsApply(&f->ps, f->leftReal, f->leftImag, f->rightReal, f->rightImag, f->real, f->imag);
   });
 }
 

@@ -37,7 +37,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         }
       }
     }
-    PsApply(ps.get(), rows->of[0], rows->of[1], rows->of[2], rows->of[3]);
+    PsApply(ps.get(), rows->of[0], rows->of[1], rows->of[2], rows->of[3], rows->of[0], rows->of[1]);
     for (const auto& channel : rows->of)
       for (const QmfRow& row : channel)
         for (const float x : row)

@@ -10,6 +10,8 @@
 namespace orbel {
 namespace {
 
+// The standard's 1, at the level of these energies, which is a 64th of its own.
+constexpr float kEnergyGuard = 1.0F / 64;
 constexpr float kLimiterGain[4] = {0.70795F, 1.0F, 1.41254F, 1e10F};
 constexpr float kMostGain = 1e10F;
 constexpr float kMostBoost = 2.5118866F;
@@ -133,7 +135,7 @@ void SbrEnvelopeLevels(const SbrElement& element, int32_t channel, int32_t sbrMo
   SpreadEnvelope(element, work.E_orig[l], grid.freqRes[l] != 0, transient, active, &bands,
                  levels->sine);
   for (int32_t m = 0; m < element.M; ++m) {
-    levels->gain[m] = bands.target[m] * bands.part[m] / (bands.current[m] + 1.0F);
+    levels->gain[m] = bands.target[m] * bands.part[m] / (bands.current[m] + kEnergyGuard);
     levels->noise[m] = bands.target[m] * bands.noisePart[m];
   }
   std::fill(levels->gain + element.M, levels->gain + kQmfBands, 0.0F);

@@ -30,6 +30,18 @@ DspPsRows RowsFrom(QmfRow* real, QmfRow* imag, int32_t slot) {
   return {real[slot], imag[slot], kQmfBands};
 }
 
+void TakeAhead(PsState* ps, const QmfRow* real, const QmfRow* imag) {
+  QmfRow rows[2][kPsAheadRows] = {};
+  for (int32_t n = 0; n < kPsAheadRows; ++n) {
+    std::copy_n(real[n], kPsAheadBands, rows[0][n]);
+    std::copy_n(imag[n], kPsAheadBands, rows[1][n]);
+  }
+  const DspPsRows input = RowsFrom(rows[0], rows[1], 0);
+  const DspPsRows mono = PsMonoRows(ps, kQmfSlots);
+  int32_t bands = 0;
+  dspPsLimit_32f(&input, &mono, kPsAheadRows, &bands);
+}
+
 void ClearBands(const DspPsRows& rows, int32_t first, int32_t slots) {
   const size_t bytes = static_cast<size_t>(kQmfBands - first) * sizeof(float);
   for (int32_t n = 0; n < slots; ++n) {
@@ -59,11 +71,12 @@ void PsSetLevel(PsState* ps, int32_t level) { ps->level = level; }
 
 bool PsHasData(const PsState& ps) { return ps.hasData != 0; }
 
-void PsApply(PsState* ps, QmfRow* leftReal, QmfRow* leftImag, QmfRow* rightReal,
-             QmfRow* rightImag) {
+void PsApply(PsState* ps, QmfRow* leftReal, QmfRow* leftImag, QmfRow* rightReal, QmfRow* rightImag,
+             const QmfRow* aheadReal, const QmfRow* aheadImag) {
   ChooseConfiguration(ps);
+  TakeAhead(ps, aheadReal, aheadImag);
   const DspPsRows input = RowsFrom(leftReal, leftImag, 0);
-  const DspPsRows mono = PsMonoRows(ps, kPsHybridDelay);
+  const DspPsRows mono = PsMonoRows(ps, 0);
   ps->qmfBands[1] = ps->qmfBands[0];
   dspPsLimit_32f(&input, &mono, kQmfSlots, &ps->qmfBands[0]);
   const int32_t used = std::max(ps->qmfBands[0], ps->qmfBands[1]);

@@ -25,7 +25,15 @@ int32_t PsDataParse(BitReader* reader, PsState* ps, int32_t* bitsRead);
 // Whether any parametric data has been decoded since PsInit.
 bool PsHasData(const PsState& ps);
 
-// 32 rows of the mono signal become left, in place, and right.
-void PsApply(PsState* ps, QmfRow* leftReal, QmfRow* leftImag, QmfRow* rightReal, QmfRow* rightImag);
+// The lowest bands' rows behind a frame that its hybrid bank looks at: they keep it
+// from being late.
+constexpr int32_t kPsAheadRows = 6;
+constexpr int32_t kPsAheadBands = 8;
+
+// 32 rows of the mono signal become left, in place, and right. `aheadReal` and
+// `aheadImag` are the kPsAheadRows rows that follow, of which kPsAheadBands bands are
+// read; they may lie in the given rows, and are read first.
+void PsApply(PsState* ps, QmfRow* leftReal, QmfRow* leftImag, QmfRow* rightReal, QmfRow* rightImag,
+             const QmfRow* aheadReal, const QmfRow* aheadImag);
 
 }  // namespace orbel

@@ -8,7 +8,7 @@
 
 namespace orbel {
 
-// Turns a chunk's delayed QMF rows and split bands into `late` rows and `gains`; QMF
+// Turns a chunk's QMF rows and split bands into `late` rows and `gains`; QMF
 // bands from `qmfBands` on are zero. Of the QMF rows, bands below kPsLateBands are
 // written; those above are PsShortRows.
 constexpr int32_t kPsLateBands = 36;

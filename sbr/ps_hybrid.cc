@@ -19,7 +19,7 @@ void Split(PsState* ps, int32_t slot, int32_t row, int32_t slots) {
 }  // namespace
 
 DspPsRows PsMonoRows(PsState* ps, int32_t slot) {
-  const int32_t row = kPsHistoryRows - kPsHybridDelay + slot;
+  const int32_t row = kPsHistoryRows + slot;
   return {ps->monoReal[row], ps->monoImag[row], kQmfBands};
 }
 

@@ -1,5 +1,4 @@
-// The hybrid bank: the lowest QMF bands split further, all delayed by
-// kPsHybridDelay slots.
+// The hybrid bank: the lowest QMF bands split further.
 #pragma once
 
 #include <cstdint>
@@ -8,7 +7,7 @@
 
 namespace orbel {
 
-// The delayed QMF rows from `slot` of this frame on, and -14 at the least.
+// The QMF rows from `slot` of this frame on, and -14 at the least.
 DspPsRows PsMonoRows(PsState* ps, int32_t slot);
 
 // The split bands of a chunk's slots; those of the chunk before become history.

@@ -13,11 +13,11 @@ namespace orbel {
 
 constexpr int32_t kPsFull = 411;  // level; any other is the baseline
 constexpr int32_t kPsEnvelopes = 4;
-constexpr int32_t kPsHybridDelay = 6;  // slots
+constexpr int32_t kPsHybridReach = 6;  // slots in front of one and behind it that it is split by
 constexpr int32_t kPsLongDelay = 14;   // of the decorrelator, bands 23 to 34
 constexpr int32_t kPsShortDelay = 1;   // bands above
 constexpr int32_t kPsLeadDelay = 2;    // in front of the all-pass filters
-constexpr int32_t kPsHistoryRows = kPsHybridDelay + kPsLongDelay;
+constexpr int32_t kPsHistoryRows = kPsLongDelay;
 constexpr int32_t kPsChunk = 16;  // slots that are worked on together
 
 struct PsHeader {
@@ -84,9 +84,9 @@ struct PsState {
   alignas(16) float steps[kPsComponents * kDspPsLanes];
   alignas(16) float splitAllPass[kDspPsSplitLanes / 4 * kDspPsAllPassState];
   alignas(16) float qmfAllPass[kPsAllPassVectors * kDspPsAllPassState];
-  // Input rows: history, then the frame.
-  alignas(16) float monoReal[kPsHistoryRows + kQmfSlots][kQmfBands];
-  alignas(16) float monoImag[kPsHistoryRows + kQmfSlots][kQmfBands];
+  // Input rows: history, the frame, and the lowest bands of what follows.
+  alignas(16) float monoReal[kPsHistoryRows + kQmfSlots + kPsHybridReach][kQmfBands];
+  alignas(16) float monoImag[kPsHistoryRows + kQmfSlots + kPsHybridReach][kQmfBands];
   // Split bands: history, then a chunk.
   alignas(16) float splitReal[kPsLeadDelay + kPsChunk][kDspPsSplitLanes];
   alignas(16) float splitImag[kPsLeadDelay + kPsChunk][kDspPsSplitLanes];

@@ -142,7 +142,10 @@ void SbrFrameDecode(SbrElement* element, int32_t channel, SbrChannel* state,
     PassThrough(element, channel, *state, complex, work);
   if (context.second != nullptr && element->ps != nullptr && complex) {
     Start(context.second);
-    PsApply(element->ps, work->outReal[0], work->outImag[0], work->outReal[1], work->outImag[1]);
+    constexpr int32_t kAhead = kQmfSlots + kSbrAdjustOffset;
+    static_assert(kAhead + kPsAheadRows <= kSbrRows);
+    PsApply(element->ps, work->outReal[0], work->outImag[0], work->outReal[1], work->outImag[1],
+            state->lowReal + kAhead, state->lowImag + kAhead);
     SbrSynthesise(&context.second->synthesis, work->outReal[1], work->outImag[1],
                   context.downsampled, context.secondPcm);
   }

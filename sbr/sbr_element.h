@@ -18,7 +18,7 @@ constexpr int32_t kPsBadStream = -7;
 
 constexpr int32_t kQmfBands = 64;
 constexpr int32_t kQmfCoreBands = 32;
-constexpr int32_t kQmfSlots = 32;      // time slots of a frame
+constexpr int32_t kQmfSlots = 32;  // time slots of a frame
 constexpr int32_t kSbrEnvelopes = 5;
 constexpr int32_t kSbrNoiseFloors = 2;
 constexpr int32_t kSbrNoiseBands = 5;
@@ -104,10 +104,10 @@ struct SbrElement {
   int32_t prevKx;
   int32_t k0;
   int32_t slotOverrun[2];
-  int32_t elementId;    // 0 single channel, 1 channel pair; 2 and above: no band replication
-  int32_t headerCount;  // 0: nothing can be decoded yet
-  int32_t sbrError;     // 0, or the status of the last failure
-  int32_t samplingIndex;  // of the output rate; -1 before the first setting
+  int32_t elementId;          // 0 single channel, 1 channel pair; 2 and above: no band replication
+  int32_t headerCount;        // 0: nothing can be decoded yet
+  int32_t sbrError;           // 0, or the status of the last failure
+  int32_t samplingIndex;      // of the output rate; -1 before the first setting
   int32_t samplingFrequency;  // hertz, of the output rate
   int32_t fillBitsLeft;
   PsState* ps;  // null unless parametric stereo may be read

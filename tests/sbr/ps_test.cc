@@ -287,16 +287,20 @@ class Stereo {
   template <typename Source>
   void Run(int32_t frames, Source source) {
     for (int32_t f = 0; f < frames; ++f) {
-      for (int32_t n = 0; n < kQmfSlots; ++n) {
+      const size_t start = left.size();
+      while (in.size() < start + kQmfSlots + kPsAheadRows) {
         in.emplace_back(kQmfBands);
-        for (int32_t k = 0; k < kQmfBands; ++k) {
-          const std::complex<float> x(source(static_cast<int32_t>(in.size()) - 1, k));
-          in.back()[k] = x;
-          real_[n][k] = x.real();
-          imag_[n][k] = x.imag();
-        }
+        for (int32_t k = 0; k < kQmfBands; ++k)
+          in.back()[k] = std::complex<float>(source(static_cast<int32_t>(in.size()) - 1, k));
       }
-      PsApply(ps_.get(), real_, imag_, rightReal_, rightImag_);
+      QmfRow aheadReal[kPsAheadRows], aheadImag[kPsAheadRows];
+      for (int32_t n = 0; n < kQmfSlots + kPsAheadRows; ++n)
+        for (int32_t k = 0; k < kQmfBands; ++k) {
+          const Value x = in[start + static_cast<size_t>(n)][k];
+          (n < kQmfSlots ? real_[n] : aheadReal[n - kQmfSlots])[k] = static_cast<float>(x.real());
+          (n < kQmfSlots ? imag_[n] : aheadImag[n - kQmfSlots])[k] = static_cast<float>(x.imag());
+        }
+      PsApply(ps_.get(), real_, imag_, rightReal_, rightImag_, aheadReal, aheadImag);
       for (int32_t n = 0; n < kQmfSlots; ++n) {
         left.emplace_back(kQmfBands);
         right.emplace_back(kQmfBands);
@@ -346,13 +350,13 @@ struct Noise {
   Value operator()(int32_t, int32_t) { return std::polar(1000.0, random() * 0x1p-31 * kPi); }
 };
 
-TEST(PsHybrid, SplitAndAddedUpIsADelay) {
+TEST(PsHybrid, SplitAndAddedUpIsTheSignal) {
   for (int32_t way : {0, 1}) {
     Stereo stereo(kPsFull, way);
     stereo.Run(3, Noise());
     for (int32_t n = 0; n < 96; ++n)
       for (int32_t k = 0; k < kQmfBands; ++k) {
-        ASSERT_LT(std::abs(stereo.left[n][k] - stereo.In(n - 6, k)), 2e-3) << n << " " << k;
+        ASSERT_LT(std::abs(stereo.left[n][k] - stereo.In(n, k)), 2e-3) << n << " " << k;
         ASSERT_EQ(stereo.left[n][k], stereo.right[n][k]);
       }
   }
@@ -415,7 +419,7 @@ TEST(PsDecorrelator, FollowsItsEquationsThroughTransients) {
       for (int32_t n = 0; n < 128; ++n) {
         double power = 0;
         for (int32_t k = layout.border[run]; k < layout.border[run + 1]; ++k)
-          power += std::norm(stereo.In(n - 6, k));
+          power += std::norm(stereo.In(n, k));
         peak = std::max(power, 0.76592833836465 * peak);
         difference = 0.75 * difference + 0.25 * (peak - power);
         smooth = 0.75 * smooth + 0.25 * power;
@@ -423,9 +427,9 @@ TEST(PsDecorrelator, FollowsItsEquationsThroughTransients) {
         attenuated += gain < 1 ? 1 : 0;
         for (int32_t k = layout.border[run]; k < layout.border[run + 1]; ++k) {
           const double decay = std::max(0.0, 1 - 0.05 * (k - firstBand));
-          const Value wanted = k < 23   ? bands[k].Step(stereo.In(n - 8, k), k, decay)
-                               : k < 35 ? stereo.In(n - 20, k)
-                                        : stereo.In(n - 7, k);
+          const Value wanted = k < 23   ? bands[k].Step(stereo.In(n - 2, k), k, decay)
+                               : k < 35 ? stereo.In(n - 14, k)
+                                        : stereo.In(n - 1, k);
           ASSERT_LT(std::abs(stereo.right[n][k] - gain * wanted), 0.05)
               << way << " " << n << " " << k;
         }
@@ -517,11 +521,11 @@ TEST(PsMix, TurnsPhasesAndTheirOppositesOnlyAtTheFullLevel) {
       const bool turns = level == kPsFull;
       for (int32_t k : {4, 5, 6, 20}) {
         const double opd = turns && k < 6 ? kPi / 4 : 0;
-        const Value mono = stereo.In(100 - 6, k);
+        const Value mono = stereo.In(100, k);
         EXPECT_LT(std::abs(stereo.left[100][k] - mono * std::polar(1.0, opd)), 0.6) << k;
         EXPECT_LT(std::abs(stereo.right[100][k] - mono * std::polar(1.0, -opd)), 0.6) << k;
       }
-      const double turned = std::arg(stereo.left[100][0] / stereo.In(94, 0));
+      const double turned = std::arg(stereo.left[100][0] / stereo.In(100, 0));
       EXPECT_NEAR(turned, turns ? -kPi / 4 : 0, 0.1) << bands;
       stereo.Send(bands, 0, 0);
       stereo.Run(2, source);
