@@ -31,7 +31,7 @@ double Synthesis(const Bands& bands, int n) {
   double sum = 0;
   for (int j = n % 4; j < 96 && j <= n; j += 4)
     for (int b = 0; b < 4; ++b)
-      sum += bands[static_cast<size_t>(n - j + b)] * Prototype(j) *
+      sum += bands[static_cast<size_t>(n - j) + static_cast<size_t>(b)] * Prototype(j) *
              std::cos((2 * b + 1) * (2 * j - 3) * kPi / 16);
   return sum;
 }

@@ -70,6 +70,7 @@ class Prediction : public testing::Test {
   void ExpectEqual(const ModelLine& want, int32_t line) const {
     const float got[] = {state_->cor0[line], state_->cor1[line], state_->var0[line],
                          state_->var1[line], state_->r0[line],   state_->r1[line]};
+    // NOLINTNEXTLINE(bugprone-suspicious-memory-comparison): bits are compared
     ASSERT_EQ(std::memcmp(got, &want, sizeof got), 0) << "line " << line;
   }
 
