@@ -104,7 +104,7 @@ void HfModel::Run(const SbrElement& e, int channel, const SbrChannel& low, Model
             Level(coupled, channel, 6 - levels.noiseValues[atQ], e.channelData[1].noiseValues[atQ]);
         Q2[k] = E[k] * Q / (1 + Q);
         S2[k] = here(k) ? E[k] / (1 + Q) : 0;
-        G2[k] = E[k] / (1 + C[k]) * (sine ? Q / (1 + Q) : transient ? 1 : 1 / (1 + Q));
+        G2[k] = 64 * E[k] / (1 + 64 * C[k]) * (sine ? Q / (1 + Q) : transient ? 1 : 1 / (1 + Q));
       }
     }
     for (int n = 0; n < e.N_L; ++n) {
