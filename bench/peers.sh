@@ -65,3 +65,19 @@ done
 sox "$work/music.wav" -r 16000 -c 1 "$work/speech.wav"
 ffmpeg -v error -y -i "$work/speech.wav" -c:a aac -b:a 32k "$work/speech.aac"
 "$1/bench/aac_bench" "$work/speech.aac"
+
+echo "HE-AAC, 10 minutes of ADTS to PCM thrown away, user CPU seconds"
+for stream in he1_44100_st_48k he2_44100_24k; do
+  file=tests/data/aac/$stream.aac
+  seconds=$(ffprobe -v error -count_packets -show_entries stream=nb_read_packets -of csv=p=0 "$file" | awk '{ print $1 * 2048 / 44100 }')
+  repeat_stream "$file" 600 "$seconds" >"$work/he.aac"
+  ours=$(user_seconds "$orbel" decode "$work/he.aac" --raw -o /dev/null)
+  theirs=$(user_seconds ffmpeg -v error -threads 1 -i "$work/he.aac" -f null -)
+  report "$stream" "$ours" "$theirs" ffmpeg
+  theirs=$(user_seconds faad -q -o /dev/null "$work/he.aac")
+  report "$stream" "$ours" "$theirs" faad
+  if [ "$stream" = he1_44100_st_48k ]; then
+    theirs=$(user_seconds "$orbel" decode "$work/he.aac" --sbr-mode 28 --raw -o /dev/null)
+    report "complex against real" "$theirs" "$ours" complex
+  fi
+done

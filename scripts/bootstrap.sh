@@ -38,6 +38,7 @@ for need in "$@"; do
     peers)
       want_program ffmpeg ffmpeg
       want_program sox sox
+      want_program faad faad
       ;;
     samples)
       want_program ffmpeg ffmpeg

@@ -84,7 +84,8 @@ class LongTermPrediction : public testing::Test {
       if (isShort ? i < missing : start + i >= 3072) {
         sample = 0;
       } else if (start + i < 3072) {
-        sample = kGains[ics_->ltp_coef] * timeline_[static_cast<size_t>(start) + static_cast<size_t>(i)];
+        sample =
+            kGains[ics_->ltp_coef] * timeline_[static_cast<size_t>(start) + static_cast<size_t>(i)];
       }
     }
     float lines[1024] = {};
