@@ -12,8 +12,14 @@ share=$(($2 * 2 / count))
 
 run() {
   mkdir -p "corpus-$1"
+  # The minimised inputs of longer runs; streams serve the levels too.
+  kept="$here/seeds/$(echo "$1" | sed 's/aac_levels/aac_stream/').tar.gz"
   seeds=
-  [ -d "$here/seeds/$1" ] && seeds="$here/seeds/$1"
+  if [ -f "$kept" ]; then
+    seeds="seeds-$1"
+    mkdir -p "$seeds"
+    tar -xzf "$kept" -C "$seeds"
+  fi
   # shellcheck disable=SC2086
   if "./$1" -max_total_time="$share" -max_len=4096 -timeout=20 -rss_limit_mb=2048 \
     -print_final_stats=1 "corpus-$1" $seeds >"$1.log" 2>&1; then
