@@ -4,12 +4,13 @@
 
 namespace orbel::tool {
 
-void AacCodec::Open(const AacHead& head, const std::string& name) {
+void AacCodec::Open(const AacHead& head, const AacModes& modes, const std::string& name) {
   UMC::MediaData config;
   UMC::AACDecoderParams params;
-  params.sbrMode = 18;
-  params.sbrDownsample = 0;
+  params.sbrMode = modes.sbrMode;
+  params.sbrDownsample = modes.sbrDownsample.value_or(0);
   params.sbrSupportLevel = 777;
+  params.psSupportLevel = modes.psLevel;
   params.layer = -1;
   if (!head.config.empty()) {
     config.SetBufferPointer(const_cast<uint8_t*>(head.config.data()), head.config.size());
@@ -18,7 +19,9 @@ void AacCodec::Open(const AacHead& head, const std::string& name) {
     params.inputStreamType = UMC::kStreamUnits;
   }
   decoder_ = std::make_unique<UMC::AACDecoder>();
-  const UMC::Status status = decoder_->Init(&params);
+  UMC::Status status = decoder_->Init(&params);
+  // Once more, since a configuration has a word in this too.
+  if (status == UMC::UMC_OK && modes.sbrDownsample) status = decoder_->SetParams(&params);
   if (status != UMC::UMC_OK)
     throw FailureIn(name, "the decoder refuses the stream (status " + std::to_string(status) + ")");
   decoder_->CountTools(tools_);
@@ -38,6 +41,13 @@ AacCodec::Result AacCodec::Decode(std::span<const uint8_t> bytes, int16_t* room)
   result.channels = static_cast<uint32_t>(out_.channels);
   if (result.rate == 0 || result.channels == 0) result.samples = 0;
   return result;
+}
+
+bool AacCodec::HasReplication() {
+  constexpr int32_t kWithReplication = 256;
+  UMC::AudioCodecParams params;
+  return decoder_ && decoder_->GetInfo(&params) == UMC::UMC_OK &&
+         (params.level & kWithReplication) != 0;
 }
 
 }  // namespace orbel::tool

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 
@@ -11,6 +12,13 @@
 #include "tools/aac_input.h"
 
 namespace orbel::tool {
+
+struct AacModes {
+  int32_t sbrMode = 18;                  // 18 complex, 28 real band replication
+  std::optional<int32_t> sbrDownsample;  // 1: output at the core rate. Empty: as a configuration
+                                         // asks for, else the full rate
+  int32_t psLevel = 0;                   // parametric stereo of raw units: 0, 111 or 411
+};
 
 class AacCodec {
  public:
@@ -27,15 +35,18 @@ class AacCodec {
     bool Good() const { return status == UMC::UMC_OK && samples > 0; }
   };
 
-  // tools: where to count what the frames use, or null.
-  explicit AacCodec(FrameTools* tools) : tools_(tools) {}
-  // For the stream that `head` tells of; drops the one before. Throws Failure.
-  void Open(const AacHead& head, const std::string& name);
+  // From the next Open on counts what the frames use.
+  void CountTools(FrameTools* tools) { tools_ = tools; }
+  // For the stream that `head` tells of, as raw units if it has a configuration;
+  // drops the one before. Throws Failure.
+  void Open(const AacHead& head, const AacModes& modes, const std::string& name);
   // `room` must have kMostSamples.
   Result Decode(std::span<const uint8_t> bytes, int16_t* room);
+  // Whether a frame has had band replication.
+  bool HasReplication();
 
  private:
-  FrameTools* tools_;
+  FrameTools* tools_ = nullptr;
   std::unique_ptr<UMC::AACDecoder> decoder_;
   UMC::MediaData in_;
   UMC::AudioData out_;

@@ -43,6 +43,14 @@ class AdifInput final : public AacInput {
     return true;
   }
 
+  bool PeekFrame(uint64_t position, AacFrame* frame) override {
+    const size_t skipped = position - file_->Position();
+    const auto bytes = file_->Peek(skipped + kWindow);
+    if (bytes.size() <= skipped) return false;
+    *frame = {bytes.subspan(skipped), position, 0, false, false};
+    return true;
+  }
+
   // Nothing marks where frames start: behind a damaged one, where the decoder
   // stopped is a guess, and many bad guesses in a row are the end.
   bool Took(size_t bytes, bool good) override {
@@ -84,6 +92,9 @@ class UnitInput final : public AacInput {
     head_.rate = static_cast<uint32_t>(head_.rateIndex == 15 ? parsed->samplingFrequency
                                                              : SamplingFrequency(head_.rateIndex));
     head_.channelConfiguration = parsed->channelConfiguration;
+    head_.doublesRate = parsed->extensionAudioObjectType == 5 &&
+                        parsed->extensionSamplingFrequencyIndex != parsed->samplingFrequencyIndex;
+    head_.hasParametric = parsed->psPresent == 1;
     if (head_.channelConfiguration == 0) head_.pce = parsed->gaSpecificConfig.pce;
     Entitle("raw access units", "MPEG-4");
   }
@@ -108,6 +119,21 @@ class UnitInput final : public AacInput {
       return false;
     }
     *frame = {bytes, position, 0, position == form_.dataStart, true};
+    return true;
+  }
+
+  // The length stands for a header here.
+  bool PeekFrame(uint64_t position, AacFrame* frame) override {
+    const size_t skipped = position - file_->Position();
+    const auto head = file_->Peek(skipped + kUnitHeadBytes);
+    if (head.size() < skipped + kUnitHeadBytes) return false;
+    size_t size = kUnitHeadBytes;
+    for (size_t i = 0; i < kUnitHeadBytes; ++i)
+      size += static_cast<size_t>(head[skipped + i]) << (8 * i);
+    if (size > kMostUnitBytes) return false;
+    const auto bytes = file_->Peek(skipped + size);
+    if (bytes.size() < skipped + size) return false;
+    *frame = {bytes.subspan(skipped), position, kUnitHeadBytes, false, true};
     return true;
   }
 

@@ -26,6 +26,8 @@ struct AacHead {
   int32_t rateIndex = 0;        // 15: `rate` was spelled out
   uint32_t rate = 0;            // of the core
   int32_t channelConfiguration = 0;
+  bool doublesRate = false;    // the configuration asks for output at twice the core rate
+  bool hasParametric = false;  // and tells of parametric stereo
   std::optional<ProgramConfigElement> pce;  // where the configuration is 0
 };
 
@@ -50,6 +52,10 @@ class AacInput : public StreamInput {
   // starts behind these bytes. False when the frame was no more than the rest of
   // one that the input's end has cut short.
   virtual bool Took(size_t bytes, bool good) = 0;
+
+  // The frame at a position that Next has not passed yet, if one of the last frame's
+  // stream is there; `opens` is not told. Its bytes are valid until the next call.
+  virtual bool PeekFrame(uint64_t position, AacFrame* frame) = 0;
 
   // Of the stream that the last frame belongs to, or else the first one will.
   const AacHead& Head() const { return head_; }

@@ -72,7 +72,9 @@ uint32_t MaskOf(const Speakers& speakers) {
 }  // namespace
 
 Layout LayoutOf(const AacHead& head, size_t channels) {
-  const Speakers speakers = SpeakersOf(head);
+  Speakers speakers = SpeakersOf(head);
+  // Parametric stereo has made two of one.
+  if (channels == 2 && speakers == Speakers{kFrontCentre}) speakers = {kFrontLeft, kFrontRight};
   Layout layout;
   layout.mask = MaskOf(speakers);
   if (speakers.size() != channels || static_cast<size_t>(std::popcount(layout.mask)) != channels)

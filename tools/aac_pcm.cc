@@ -14,11 +14,14 @@ constexpr size_t kBlockSamples = 32768;
 
 }  // namespace
 
-AacPcm::AacPcm(std::unique_ptr<AacInput> input, bool countTools)
+AacPcm::AacPcm(std::unique_ptr<AacInput> input, const Options& options)
     : input_(std::move(input)),
-      codec_(countTools ? &facts_.tools : nullptr),
+      psLevel_(options.psLevel),
+      counts_(options.command == Command::kInfo),
       pcm_(kBlockSamples + AacCodec::kMostSamples) {
   facts_.objectType = input_->Head().objectType;
+  facts_.modes.sbrMode = options.sbrMode.value_or(facts_.modes.sbrMode);
+  facts_.modes.sbrDownsample = options.sbrDownsample;
 }
 
 bool AacPcm::Next(PcmBlock* block) {
@@ -37,7 +40,7 @@ bool AacPcm::Next(PcmBlock* block) {
       done_ = true;
       break;
     }
-    const size_t samples = DecodeFrame(frame, &pcm_[filled]);
+    const size_t samples = DecodeFrame(&frame, &pcm_[filled]);
     const uint64_t used = input_->Position() - before;
     if (filled > 0 && samples > 0 && form_ != block->form) {
       waitingAt_ = filled;
@@ -59,20 +62,57 @@ bool AacPcm::Next(PcmBlock* block) {
   return true;
 }
 
+void AacPcm::OpenStream(AacFrame* frame) {
+  replicates_ = replicates_ || codec_.HasReplication();
+  const std::string& name = input_->Form().name;
+  AacHead head = input_->Head();
+  facts_.modes.psLevel = ParametricLevel(frame);
+  cuts_ = facts_.modes.psLevel != 0;
+  if (cuts_) {
+    cutter_.Open(head, name);
+    head.config = ConfigOf(head);
+  }
+  // Beside parametric stereo the cost of counting is nothing.
+  codec_.CountTools(counts_ || cuts_ ? &facts_.tools : nullptr);
+  codec_.Open(head, facts_.modes, name);
+  ++facts_.streams;
+  arranged_ = false;
+}
+
+// The codec class leaves parametric stereo off in a stream that it finds by itself,
+// and makes two channels of any mono one when it is on.
+int32_t AacPcm::ParametricLevel(AacFrame* frame) {
+  constexpr int32_t kFull = 411;
+  constexpr int32_t kReal = 28;
+  const AacHead& head = input_->Head();
+  const bool isPossible =
+      facts_.modes.sbrMode != kReal && facts_.modes.sbrDownsample.value_or(0) == 0;
+  if (!isPossible || psLevel_ == 0 || ChannelsOf(head) != 1) return 0;
+  if (psLevel_ || head.hasParametric) return psLevel_.value_or(kFull);
+  first_.assign(frame->bytes.begin(), frame->bytes.end());
+  frame->bytes = first_;
+  return SendsParametricStereo(input_.get(), *frame) ? kFull : 0;
+}
+
+AacCodec::Result AacPcm::DecodeUnit(const AacFrame& frame, int16_t* room) {
+  const auto cut = cutter_.Next(frame);
+  AacCodec::Result result;
+  if (!cut.unit.empty()) result = codec_.Decode(cut.unit, room);
+  result.taken = cut.taken;
+  return result;
+}
+
 // Returns the samples that it has put into `room`: none for damage in front of
 // the first good frame, silence for any other.
-size_t AacPcm::DecodeFrame(const AacFrame& frame, int16_t* room) {
-  if (frame.opens) {
-    codec_.Open(input_->Head(), input_->Form().name);
-    ++facts_.streams;
-    arranged_ = false;
-  }
+size_t AacPcm::DecodeFrame(AacFrame* frame, int16_t* room) {
+  if (frame->opens) OpenStream(frame);
   AacCodec::Result result;
-  if (!frame.bytes.empty()) result = codec_.Decode(frame.bytes, room);
+  if (!frame->bytes.empty())
+    result = cuts_ ? DecodeUnit(*frame, room) : codec_.Decode(frame->bytes, room);
   const bool counts = input_->Took(result.taken, result.Good());
   if (!counts) return 0;
   ++facts_.frames;
-  if (!result.Good()) return Damaged(frame, room);
+  if (!result.Good()) return Damaged(*frame, room);
   if (!arranged_ || result.channels != form_.channels) {
     layout_ = LayoutOf(input_->Head(), result.channels);
     arranged_ = true;
@@ -99,7 +139,20 @@ void AacPcm::Arrange(int16_t* pcm, size_t samples) const {
   }
 }
 
+// Under the name that people know.
+std::string AacPcm::Title() const {
+  std::string title = PcmStream::Title();
+  if (!replicates_) return title;
+  const bool isParametric = facts_.tools.psFrames > 0;
+  const std::string lc = "AAC LC";
+  if (title.ends_with(lc))
+    return title.replace(title.size() - lc.size(), lc.size(),
+                         isParametric ? "HE-AAC v2" : "HE-AAC");
+  return title + (isParametric ? " with SBR and PS" : " with SBR");
+}
+
 void AacPcm::Finish() {
+  replicates_ = replicates_ || codec_.HasReplication();
   if (facts_.badFrames == 0) return;
   const std::string counts =
       std::to_string(facts_.badFrames) + " of " + std::to_string(facts_.frames) + " frames";

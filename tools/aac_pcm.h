@@ -1,4 +1,5 @@
-// AAC frames through the codec class: every channel, at full rate.
+// AAC frames through the codec class: every channel, and, where nobody asks for
+// less, the full band and the stereo that a mono stream may describe.
 #pragma once
 
 #include <memory>
@@ -8,6 +9,7 @@
 #include "tools/aac_codec.h"
 #include "tools/aac_input.h"
 #include "tools/aac_layout.h"
+#include "tools/aac_units.h"
 #include "tools/pcm_stream.h"
 
 namespace orbel::tool {
@@ -17,26 +19,37 @@ struct AacFacts {
   uint64_t frames = 0;
   uint64_t badFrames = 0;
   uint64_t streams = 0;   // decoders that were opened
-  FrameTools tools = {};  // what they use; counted only where asked for
+  AacModes modes;         // of the last of them
+  FrameTools tools = {};  // what they use
 };
 
 class AacPcm final : public PcmStream {
  public:
-  AacPcm(std::unique_ptr<AacInput> input, bool countTools);
+  AacPcm(std::unique_ptr<AacInput> input, const Options& options);
 
   const StreamInput& Input() const override { return *input_; }
   bool Next(PcmBlock* block) override;
   const AacFacts* Aac() const override { return &facts_; }
+  std::string Title() const override;
 
  private:
-  size_t DecodeFrame(const AacFrame& frame, int16_t* room);
+  void OpenStream(AacFrame* frame);
+  int32_t ParametricLevel(AacFrame* frame);
+  size_t DecodeFrame(AacFrame* frame, int16_t* room);
+  AacCodec::Result DecodeUnit(const AacFrame& frame, int16_t* room);
   size_t Damaged(const AacFrame& frame, int16_t* room);
   void Arrange(int16_t* pcm, size_t samples) const;
   void Finish();
 
   std::unique_ptr<AacInput> input_;
   AacFacts facts_;
+  std::optional<int32_t> psLevel_;  // asked for
+  bool counts_;                     // what frames use
+  bool replicates_ = false;
   AacCodec codec_;
+  UnitCutter cutter_;
+  bool cuts_ = false;           // the decoder gets raw units, whatever the container
+  std::vector<uint8_t> first_;  // bytes of a frame while the ones behind it are looked at
   std::vector<int16_t> pcm_;
   PcmForm form_;  // of the last good frame
   Layout layout_;

@@ -12,15 +12,6 @@ namespace {
 constexpr size_t kMostConfigBytes = 4;
 constexpr uint64_t kFrameSamples = 1024;
 
-std::vector<uint8_t> ConfigOf(const AacHead& head) {
-  if (!head.config.empty()) return head.config;
-  const int32_t configuration =
-      head.channelConfiguration > 0 ? head.channelConfiguration : ConfigurationOf(head);
-  if (configuration == 0) return {};
-  return {static_cast<uint8_t>(head.objectType << 3 | head.rateIndex >> 1),
-          static_cast<uint8_t>(head.rateIndex << 7 | configuration << 3)};
-}
-
 // A rateIndex of PlayerOpen for the rate. The player takes every other rate for
 // 48000 Hz, which changes nothing but the speed of what it plays.
 int32_t RateIndexOf(uint32_t rate) {
@@ -40,16 +31,18 @@ int32_t RateIndexOf(uint32_t rate) {
 
 }  // namespace
 
-AacSamples::AacSamples(std::unique_ptr<AacInput> input)
-    : input_(std::move(input)), splitter_(nullptr), unheard_(AacCodec::kMostSamples) {
+AacSamples::AacSamples(std::unique_ptr<AacInput> input) : input_(std::move(input)) {
   form_ = input_->Form();
   const AacHead& head = input_->Head();
+  cutter_.Open(head, form_.name);
+  // Only a configuration makes the player put out the full band.
+  if (head.doublesRate) form_.rate *= 2;
   config_ = ConfigOf(head);
   if (config_.empty() || config_.size() > kMostConfigBytes)
     throw FailureIn(form_.name,
                     "a player's samples hold up to 4 bytes of configuration, which are too few "
-                    "for the channels of this stream; decode it without --player");
-  form_.rateIndex = RateIndexOf(head.rate);
+                    "for this stream; decode it without --player");
+  form_.rateIndex = RateIndexOf(form_.rate);
   // The player keeps the left one of two channels, and leaves more as they are.
   form_.channels = std::max(ChannelsOf(head), 1u);
   if (form_.channels == 2) form_.channels = 1;
@@ -76,18 +69,9 @@ bool AacSamples::Next(Unit* unit) {
 
 // The frame's raw data block, without header; empty where its end is not found.
 std::span<const uint8_t> AacSamples::RawUnit(const AacFrame& frame) {
-  size_t end = frame.bytes.size();
-  bool good = true;
-  if (!frame.isExact) {
-    if (!splits_) splitter_.Open(input_->Head(), form_.name);
-    splits_ = true;
-    const auto result = splitter_.Decode(frame.bytes, unheard_.data());
-    end = result.taken;
-    good = result.Good();
-  }
-  const bool counts = input_->Took(end, good);
-  if (!counts || !good || end <= frame.headBytes) return {};
-  return frame.bytes.first(end).subspan(frame.headBytes);
+  const auto cut = cutter_.Next(frame);
+  const bool counts = input_->Took(cut.taken, !cut.unit.empty());
+  return counts ? cut.unit : std::span<const uint8_t>();
 }
 
 // One element without any band, and the end of the block.

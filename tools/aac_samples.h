@@ -5,8 +5,8 @@
 #include <memory>
 #include <vector>
 
-#include "tools/aac_codec.h"
 #include "tools/aac_input.h"
+#include "tools/aac_units.h"
 
 namespace orbel::tool {
 
@@ -27,10 +27,7 @@ class AacSamples final : public CodedInput {
   std::unique_ptr<AacInput> input_;
   std::vector<uint8_t> config_;
   std::vector<uint8_t> sample_;
-  // Finds the ends of units that only decoding tells.
-  AacCodec splitter_;
-  bool splits_ = false;  // it is open
-  std::vector<int16_t> unheard_;
+  UnitCutter cutter_;
 };
 
 }  // namespace orbel::tool

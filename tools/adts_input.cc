@@ -224,6 +224,16 @@ void AdtsInput::NextBlock(AacFrame* frame) {
   frame->isExact = blocksLeft_ == 0;
 }
 
+bool AdtsInput::PeekFrame(uint64_t position, AacFrame* frame) {
+  const size_t skipped = position - file_->Position();
+  const auto head = HeadAt(file_->Peek(skipped + kAdtsHeadBytes), skipped);
+  if (!head || !stream_ || !head->IsSameStream(*stream_)) return false;
+  const auto bytes = file_->Peek(skipped + head->length);
+  if (bytes.size() < skipped + head->length) return false;
+  *frame = {bytes.subspan(skipped), position, head->Bytes(), false, true};
+  return true;
+}
+
 bool AdtsInput::Took(size_t bytes, bool good) {
   if (blocksLeft_ == 0) return true;
   if (!good || bytes <= kAdtsHeadBytes)

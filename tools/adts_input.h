@@ -38,6 +38,7 @@ class AdtsInput final : public AacInput {
   static std::optional<size_t> Find(InputFile* file, size_t window);
 
   bool Next(AacFrame* frame) override;
+  bool PeekFrame(uint64_t position, AacFrame* frame) override;
   bool Took(size_t bytes, bool good) override;
   bool MayWait() const override;
 

@@ -114,7 +114,7 @@ void RunDecode(const Options& options) {
                                .Text("output", options.output)
                                .Texts("outputs", outputs.Names())
                                .Text("format", form.format)
-                               .Text("title", form.title)
+                               .Text("title", stream->Title())
                                .Whole("samples", samples)
                                .Real("seconds", seconds, 3)
                                .Real("elapsed", elapsed.count(), 6)

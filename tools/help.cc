@@ -43,6 +43,14 @@ error, with the file's name and, where there is one, the byte.
   "                      any (g726-32: a multiple of 4, g726-24: of 3)\n"               \
   "  --config HEX        the AudioSpecificConfig of raw AAC access units, which lie\n"  \
   "                      each behind its length in bytes: 32 bits, low byte first\n"    \
+  "  --sbr-mode 18|28    band replication with the complex filter bank, which is the\n" \
+  "                      default, or the real one, which is faster\n"                   \
+  "  --downsample 0|1    1: out at the rate of the core, with as much of the high\n"    \
+  "                      band as fits; 0: at twice that. Default: 0, or what the\n"     \
+  "                      configuration says\n"                                          \
+  "  --ps off|111|411    parametric stereo: baseline or all of it for every mono\n"     \
+  "                      stream. Default: all where a file's first 64 frames, or a\n"   \
+  "                      pipe's first 12, or the configuration tell of it\n"            \
   "  --player            AAC on the road of a player's host: samples with the\n"        \
   "                      configuration in front, left channel only\n"
 
@@ -73,7 +81,8 @@ constexpr const char* kDecode =
     "loudspeakers in the header, as far as the stream tells them. A damaged frame is\n"
     "silent; a last frame that is cut short is left out; both are reported. Where\n"
     "rate or channels change on the way, a file goes on in another, OUT-2.wav, and a\n"
-    "pipe is a failure there.\n";
+    "pipe is a failure there. Band replication doubles the rate of each frame that\n"
+    "has it.\n";
 
 constexpr const char* kPlay =
     "orbel play IN: plays through the system's default sound device.\n"
@@ -101,7 +110,8 @@ constexpr const char* kInfo =
     "  --json              one JSON object a line and input\n" ORBEL_INPUT_HELP
     "\n"
     "Peak and RMS are those of the decoded PCM; 0 dBFS is a sample of 32768. Windows\n"
-    "and tools are counted once for each channel and frame, band tools in bands.\n";
+    "and tools are counted once for each channel and frame, band tools in bands. Of\n"
+    "band replication (SBR) the bands are those of the first element's last header.\n";
 
 }  // namespace
 

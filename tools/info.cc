@@ -52,8 +52,7 @@ std::vector<ToolRow> Tools(const FrameTools& t) {
           {"lowFrequency", "low frequency elements", t.elements[3]},
           {"dataStream", "data stream elements", t.elements[4]},
           {"programConfig", "program config elements", t.elements[5]},
-          {"fill", "fill elements", t.elements[6]},
-          {"bandReplication", "band replication payloads", t.sbrPayloads}};
+          {"fill", "fill elements", t.elements[6]}};
 }
 
 JsonLine AsJson(const std::vector<ToolRow>& rows) {
@@ -71,13 +70,48 @@ std::string AsText(const std::vector<ToolRow>& rows) {
   return text.empty() ? "none" : text;
 }
 
+// Bands and patches as the first element's last header sets them.
+JsonLine ReplicationAsJson(const AacFacts& aac) {
+  const FrameTools& t = aac.tools;
+  return JsonLine()
+      .Whole("frames", static_cast<uint64_t>(t.sbrFrames))
+      .Whole("headers", static_cast<uint64_t>(t.sbrHeaders))
+      .Whole("mode", static_cast<uint64_t>(aac.modes.sbrMode))
+      .Whole("coreRate", static_cast<uint64_t>(t.sbrRate) / 2)
+      .Whole("rate", static_cast<uint64_t>(t.sbrRate))
+      .Whole("startBand", static_cast<uint64_t>(t.sbrStartBand))
+      .Whole("stopBand", static_cast<uint64_t>(t.sbrStopBand))
+      .Whole("bands", static_cast<uint64_t>(t.sbrBands))
+      .Whole("noiseBands", static_cast<uint64_t>(t.sbrNoiseBands))
+      .Whole("patches", static_cast<uint64_t>(t.sbrPatches));
+}
+
+JsonLine StereoAsJson(const AacFacts& aac) {
+  return JsonLine()
+      .Whole("frames", static_cast<uint64_t>(aac.tools.psFrames))
+      .Whole("level", static_cast<uint64_t>(aac.modes.psLevel));
+}
+
+// "35 frames, 22050 to 44100 Hz, mode 18 (complex), from 7924 to 16192 Hz in 10
+// bands; noise bands 3, patches 2, headers 4"
+std::string ReplicationAsText(const AacFacts& aac) {
+  const FrameTools& t = aac.tools;
+  const auto hertz = [&](int32_t band) { return std::to_string(int64_t{band} * t.sbrRate / 128); };
+  return std::to_string(t.sbrFrames) + " frames, " + std::to_string(t.sbrRate / 2) + " to " +
+         std::to_string(t.sbrRate) + " Hz, mode " + std::to_string(aac.modes.sbrMode) +
+         (aac.modes.sbrMode == 18 ? " (complex)" : " (real)") + ", from " + hertz(t.sbrStartBand) +
+         " to " + hertz(t.sbrStopBand) + " Hz in " + std::to_string(t.sbrBands) +
+         " bands; noise bands " + std::to_string(t.sbrNoiseBands) + ", patches " +
+         std::to_string(t.sbrPatches) + ", headers " + std::to_string(t.sbrHeaders);
+}
+
 std::string AsJson(const PcmStream& stream, const Facts& facts) {
   const StreamForm& form = stream.Input().Form();
   JsonLine line;
   line.Text("file", form.name)
       .Text("container", form.container)
       .Text("format", form.format)
-      .Text("title", form.title)
+      .Text("title", stream.Title())
       .Whole("formatId", static_cast<uint64_t>(form.formatId))
       .Whole("rate", facts.form.rate)
       .Whole("channels", facts.form.channels)
@@ -88,7 +122,7 @@ std::string AsJson(const PcmStream& stream, const Facts& facts) {
       .Real("bitRate", facts.BitRate(), 0)
       .Real("peakDbfs", facts.level.PeakDb(), 2)
       .Real("rmsDbfs", facts.level.RmsDb(), 2);
-  if (const AacFacts* const aac = stream.Aac())
+  if (const AacFacts* const aac = stream.Aac()) {
     line.Whole("objectType", static_cast<uint64_t>(aac->objectType))
         .Text("speakers", SpeakerNames(facts.form.mask))
         .Whole("frames", aac->frames)
@@ -97,8 +131,11 @@ std::string AsJson(const PcmStream& stream, const Facts& facts) {
         .Whole("parts", facts.parts)
         .Nested("windows", AsJson(Windows(aac->tools)))
         .Nested("tools", AsJson(Tools(aac->tools)));
-  else
+    if (aac->tools.sbrFrames > 0) line.Nested("bandReplication", ReplicationAsJson(*aac));
+    if (aac->tools.psFrames > 0) line.Nested("parametricStereo", StereoAsJson(*aac));
+  } else {
     line.Whole("sampleBytes", static_cast<uint64_t>(form.sampleBytes));
+  }
   return line.Texts("notes", stream.Input().Notes()).Done();
 }
 
@@ -111,8 +148,8 @@ std::string Decibels(double value) {
 std::string AsText(const PcmStream& stream, const Facts& facts) {
   const StreamForm& form = stream.Input().Form();
   const AacFacts* const aac = stream.Aac();
-  std::string text =
-      form.name + "\n  format   " + form.title + ", " + form.container + ", " + facts.form.Text();
+  std::string text = form.name + "\n  format   " + stream.Title() + ", " + form.container + ", " +
+                     facts.form.Text();
   if (facts.form.mask != 0) text += " (" + SpeakerNames(facts.form.mask) + ")";
   char lengths[160];
   std::snprintf(lengths, sizeof lengths,
@@ -129,6 +166,10 @@ std::string AsText(const PcmStream& stream, const Facts& facts) {
     text += "  frames   " + std::to_string(aac->frames) + ", damaged " +
             std::to_string(aac->badFrames) + "\n  windows  " + AsText(Windows(aac->tools)) +
             "\n  tools    " + AsText(Tools(aac->tools)) + "\n";
+    if (aac->tools.sbrFrames > 0) text += "  SBR      " + ReplicationAsText(*aac) + "\n";
+    if (aac->tools.psFrames > 0)
+      text += "  PS       " + std::to_string(aac->tools.psFrames) + " frames, level " +
+              std::to_string(aac->modes.psLevel) + "\n";
     if (aac->streams > 1)
       text += "  streams  " + std::to_string(aac->streams) + " one after the other, in " +
               std::to_string(facts.parts) + " forms of sound\n";

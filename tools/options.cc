@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <initializer_list>
 #include <iterator>
 #include <span>
 #include <string_view>
@@ -27,6 +28,9 @@ enum class Name {
   kFormat,
   kConfig,
   kPlayer,
+  kSbrMode,
+  kDownsample,
+  kPs,
   kSampleBytes,
   kVolume,
   kRaw,
@@ -47,6 +51,9 @@ constexpr OptionRow kOptions[] = {
     {"--format", Name::kFormat, "a format", kEach},
     {"--config", Name::kConfig, "a configuration in hexadecimal digits", kEach},
     {"--player", Name::kPlayer, nullptr, kEach},
+    {"--sbr-mode", Name::kSbrMode, "18 or 28", kEach},
+    {"--downsample", Name::kDownsample, "0 or 1", kEach},
+    {"--ps", Name::kPs, "off, 111 or 411", kEach},
     {"--sample-bytes", Name::kSampleBytes, "a number", kEach},
     {"--volume", Name::kVolume, "a number from 0 to 65535", Bit(Command::kPlay)},
     {"--raw", Name::kRaw, nullptr, Bit(Command::kDecode)},
@@ -119,6 +126,17 @@ std::vector<uint8_t> Hex(std::string_view option, std::string_view text) {
   return bytes;
 }
 
+struct Choice {
+  std::string_view word;
+  int32_t value;
+};
+
+int32_t Choose(const OptionRow& row, std::string_view text, std::initializer_list<Choice> choices) {
+  for (const Choice& choice : choices)
+    if (choice.word == text) return choice.value;
+  throw UsageFailure(std::string(row.name) + " takes " + row.value + ", not " + Quoted(text));
+}
+
 void Apply(const OptionRow& row, std::string_view value, Options* options) {
   switch (row.which) {
     case Name::kOutput:
@@ -132,6 +150,15 @@ void Apply(const OptionRow& row, std::string_view value, Options* options) {
             "unknown format " + Quoted(value) +
             Hint(value, AllFormats(), [](const Format& f) { return std::string_view(f.key); }) +
             " (there are: " + FormatKeys() + ")");
+      break;
+    case Name::kSbrMode:
+      options->sbrMode = Choose(row, value, {{"18", 18}, {"28", 28}});
+      break;
+    case Name::kDownsample:
+      options->sbrDownsample = Choose(row, value, {{"0", 0}, {"1", 1}});
+      break;
+    case Name::kPs:
+      options->psLevel = Choose(row, value, {{"off", 0}, {"111", 111}, {"411", 411}});
       break;
     case Name::kSampleBytes:
       options->sampleBytes = Number(row.name, value, 1, kMostSampleBytes);
@@ -173,6 +200,24 @@ const OptionRow& FindOption(std::string_view word, Command command) {
   return *row;
 }
 
+void CheckAacModes(const Options& options) {
+  const char* const given = options.sbrMode         ? "--sbr-mode"
+                            : options.sbrDownsample ? "--downsample"
+                            : options.psLevel       ? "--ps"
+                                                    : nullptr;
+  if (given == nullptr) return;
+  if (options.player)
+    throw UsageFailure(std::string("a player has no ") + given +
+                       ": with --player it sets these itself");
+  if (options.format != nullptr && !options.format->IsAac())
+    throw UsageFailure(std::string(given) + " is for AAC, not for " + options.format->key);
+  if (options.psLevel.value_or(0) == 0) return;
+  if (options.sbrMode == 28 || options.sbrDownsample == 1)
+    throw UsageFailure(std::string("parametric stereo needs the complex filter bank at full rate: "
+                                   "--ps contradicts ") +
+                       (options.sbrMode == 28 ? "--sbr-mode 28" : "--downsample 1"));
+}
+
 // What only the whole line can tell.
 void Check(const Options& options) {
   const std::string command(NameOf(options.command));
@@ -184,6 +229,7 @@ void Check(const Options& options) {
   if (options.command == Command::kDecode && options.output.empty() != options.null)
     throw UsageFailure(options.null ? "-o and --null contradict each other"
                                     : "decode needs an output: -o FILE.wav, or -o - for a pipe");
+  CheckAacModes(options);
   const bool isAac = options.format != nullptr && options.format->IsAac();
   if (options.format != nullptr && !isAac && !options.config.empty())
     throw UsageFailure("--config is for AAC, not for " + std::string(options.format->key));

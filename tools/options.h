@@ -20,11 +20,14 @@ struct Options {
   std::string output;               // decode: empty with null only
   const Format* format = nullptr;   // null: told by content
   std::optional<int32_t> sampleBytes;
-  std::optional<int32_t> volume;  // 0 to 65535
-  bool raw = false;               // no WAV header
-  bool null = false;              // decode: no output at all
-  bool player = false;            // AAC through the player
-  std::vector<uint8_t> config;    // AudioSpecificConfig of raw access units
+  std::optional<int32_t> volume;         // 0 to 65535
+  bool raw = false;                      // no WAV header
+  bool null = false;                     // decode: no output at all
+  bool player = false;                   // AAC through the player
+  std::vector<uint8_t> config;           // AudioSpecificConfig of raw access units
+  std::optional<int32_t> sbrMode;        // 18 or 28
+  std::optional<int32_t> sbrDownsample;  // 0 or 1
+  std::optional<int32_t> psLevel;        // 0, 111 or 411
   bool json = false;
 };
 

@@ -47,7 +47,7 @@ std::string PcmForm::Text() const {
 std::unique_ptr<PcmStream> OpenPcmStream(const Options& options, size_t index) {
   OpenedInput opened = OpenInput(options, index);
   if (opened.samples) return std::make_unique<PlayerPcm>(std::move(opened.samples));
-  return std::make_unique<AacPcm>(std::move(opened.frames), options.command == Command::kInfo);
+  return std::make_unique<AacPcm>(std::move(opened.frames), options);
 }
 
 }  // namespace orbel::tool

@@ -45,6 +45,8 @@ class PcmStream {
   virtual bool Next(PcmBlock* block) = 0;
   // The form of all blocks, and of none at all, where it is known beforehand.
   virtual std::optional<PcmForm> FixedForm() const { return std::nullopt; }
+  // As people call what has been decoded, complete at the end.
+  virtual std::string Title() const { return Input().Form().title; }
   // What an AAC decoder has seen so far; null for anything else.
   virtual const AacFacts* Aac() const { return nullptr; }
 };

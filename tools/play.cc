@@ -92,7 +92,7 @@ class Speakers {
 };
 
 void PlayFrames(const Options& options, std::unique_ptr<AacInput> input) {
-  AacPcm stream(std::move(input), false);
+  AacPcm stream(std::move(input), options);
   Speakers speakers(stream.Input().Form().name, options.volume);
   {
     Progress progress(stream.Input().Form());

@@ -5,6 +5,8 @@
 // 2^-14. In steps of 16 bits, in which both sides are rounded, these are 0.2887
 // and 2. Long-term prediction: the reference keeps its history unrounded, so 0.6.
 // Noise substitution: every decoder draws its own, so energies are compared.
+// Band replication has no bound there: the demand on each stream is a distance that
+// only a decoder of the same arithmetic keeps.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -170,6 +172,67 @@ TEST(Conformance, Streams) {
       EXPECT_LT(rms, test.judge == Judge::kLongTerm ? 0.6 : 1 / std::sqrt(12.0));
       EXPECT_LE(most, 2);
     }
+  }
+}
+
+struct ReplicationCase {
+  const char* file;
+  size_t blocks;
+  double decibels;  // from the reference, at least
+  Modes modes = {0, 0};
+  const char* config = "";   // of raw units, in hexadecimal digits
+  const char* order = "01";  // as above
+};
+
+constexpr ReplicationCase kReplicationCases[] = {
+    {"he1_44100_st_48k.aac", 35, 84},
+    {"he1_48000_mono_24k.aac", 40, 96, {0, 0}, "", "00"},
+    {"he1_44100_st_crc.aac", 25, 90},
+    {"he1_44100_st_64k_enc4.aac", 27, 92},
+    {"he1_48000_51_160k.aac", 22, 100, {0, 0}, "", "120534"},
+    {"he1_44100_st_raw_sig1.au", 25, 84, {1, 0}, "139056e5a0"},
+    {"he1_48000_st_raw_sig2.au", 31, 100, {1, 0}, "2b118800"},
+    {"he1_24000_mono_downsampled.au", 38, 100, {0, 0}, "2b0b0800", "00"},
+    {"he2_44100_24k.aac", 38, 83, {0, 411}, "1388"},
+    {"he2_48000_raw_sig2.au", 37, 78, {0, 411}, "eb098800"},
+    {"he2_32000_raw_sig0.au", 29, 84, {0, 411}, "1408"},
+};
+
+TEST(Conformance, BandReplication) {
+  std::printf("%-32s %7s %6s\n", "stream", "dB", "max");
+  for (const ReplicationCase& test : kReplicationCases) {
+    SCOPED_TRACE(test.file);
+    const std::string name = test.file;
+    const auto bytes = ReadBytes(StreamPath(name));
+    std::vector<uint8_t> config;
+    for (const char* digit = test.config; *digit != 0; digit += 2)
+      config.push_back(static_cast<uint8_t>(std::stoi(std::string(digit, 2), nullptr, 16)));
+    const Decoded got = config.empty()
+                            ? DecodeWhole(bytes, test.modes)
+                            : DecodeUnits(name.ends_with(".aac") ? CutAdts(bytes) : CutUnits(bytes),
+                                          config, test.modes);
+    const ReferencePcm want = ReadFlac(StreamPath(name.substr(0, name.rfind('.')) + ".flac"));
+    ASSERT_FALSE(want.samples.empty());
+    EXPECT_EQ(got.frames, test.blocks);
+    EXPECT_EQ(got.bad, 0u);
+    EXPECT_EQ(got.rate, want.rate);
+    const size_t length = want.samples.size() / want.channels;
+    ASSERT_GE(got.samples.size(), length * got.channels);
+    double energy = 0, noise = 0, most = 0;
+    for (size_t c = 0; c < want.channels; ++c) {
+      const auto ours = static_cast<size_t>(test.order[c] - '0');
+      ASSERT_LT(ours, got.channels);
+      const auto x = Channel(got.samples, got.channels, ours, length);
+      const auto y = Channel(want.samples, want.channels, c, length);
+      for (size_t i = 0; i < length; ++i) {
+        energy += y[i] * y[i];
+        noise += (x[i] - y[i]) * (x[i] - y[i]);
+        most = std::max(most, std::abs(x[i] - y[i]));
+      }
+    }
+    const double decibels = 10 * std::log10(energy / noise);
+    std::printf("%-32s %7.1f %6.0f\n", test.file, decibels, most);
+    EXPECT_GE(decibels, test.decibels);
   }
 }
 

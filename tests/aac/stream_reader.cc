@@ -16,11 +16,12 @@ constexpr size_t kRoomBytes = 10 * 2048 * sizeof(int16_t);
 
 class Run {
  public:
-  explicit Run(Bytes* config) : room_(kRoomBytes / sizeof(int16_t)) {
+  Run(Bytes* config, const Modes& modes) : room_(kRoomBytes / sizeof(int16_t)) {
     UMC::AACDecoderParams params;
     UMC::MediaData data;
     params.sbrMode = 18;
-    params.sbrDownsample = 1;
+    params.sbrDownsample = modes.sbrDownsample;
+    params.psSupportLevel = modes.psLevel;
     params.sbrSupportLevel = 777;
     params.layer = -1;
     if (config != nullptr) {
@@ -123,8 +124,8 @@ Bytes ConfigOf(const Bytes& adts) {
   return WriteConfig(format, 0, &program);
 }
 
-Decoded DecodeWhole(Bytes bytes) {
-  Run run(nullptr);
+Decoded DecodeWhole(Bytes bytes, const Modes& modes) {
+  Run run(nullptr, modes);
   UMC::MediaData in;
   in.SetBufferPointer(bytes.data(), bytes.size());
   in.SetDataSize(bytes.size());
@@ -133,8 +134,8 @@ Decoded DecodeWhole(Bytes bytes) {
   return run.Result();
 }
 
-Decoded DecodeUnits(const std::vector<Bytes>& units, Bytes config) {
-  Run run(&config);
+Decoded DecodeUnits(const std::vector<Bytes>& units, Bytes config, const Modes& modes) {
+  Run run(&config, modes);
   for (Bytes unit : units) {
     UMC::MediaData in;
     in.SetBufferPointer(unit.data(), unit.size());

@@ -18,6 +18,11 @@ struct Decoded {
   UMC::Status lastBad = UMC::UMC_OK;
 };
 
+struct Modes {
+  int32_t sbrDownsample = 1;
+  int32_t psLevel = 0;
+};
+
 std::vector<uint8_t> ReadBytes(const std::string& path);
 std::string StreamPath(const std::string& file);
 
@@ -31,7 +36,8 @@ std::vector<std::vector<uint8_t>> CutUnits(const std::vector<uint8_t>& bytes);
 std::vector<uint8_t> ConfigOf(const std::vector<uint8_t>& adts);
 
 // All bytes as one input; the decoder finds the frames.
-Decoded DecodeWhole(std::vector<uint8_t> bytes);
-Decoded DecodeUnits(const std::vector<std::vector<uint8_t>>& units, std::vector<uint8_t> config);
+Decoded DecodeWhole(std::vector<uint8_t> bytes, const Modes& modes = {});
+Decoded DecodeUnits(const std::vector<std::vector<uint8_t>>& units, std::vector<uint8_t> config,
+                    const Modes& modes = {});
 
 }  // namespace orbel::aac_test

@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
+#include "support/bit_writer.h"
 #include "support/flac_reader.h"
 #include "tools/tool_run.h"
 
@@ -184,6 +186,93 @@ TEST(Aac, AmongGarbageAndDamage) {
   }
 }
 
+// A mono ADTS stream at 22050 Hz as ADIF, where nothing but decoding tells the frames' ends.
+Bytes AsAdif(const Bytes& adts) {
+  BitWriter head;
+  head.Put(0x41444946, 32);
+  head.Put(1, 4);  // variable rate, and nothing else
+  head.Put(0, 23 + 4);
+  for (const auto& [value, bits] : {std::pair{0u, 4}, {1u, 2}, {7u, 4}, {1u, 4}, {0u, 24}})
+    head.Put(value, bits);
+  while (head.position % 8 != 0) head.Put(0, 1);
+  head.Put(0, 8);  // no comment
+  Bytes adif = head.bytes;
+  for (size_t at = 0; at < adts.size();) {
+    const size_t length =
+        (adts[at + 3] & 3u) << 11 | static_cast<size_t>(adts[at + 4]) << 3 | adts[at + 5] >> 5;
+    adif.insert(adif.end(), adts.begin() + static_cast<ptrdiff_t>(at + 7),
+                adts.begin() + static_cast<ptrdiff_t>(at + length));
+    at += length;
+  }
+  return adif;
+}
+
+// Where nothing is asked for, the full rate, and two channels where parametric
+// stereo is sent, in any container and from a pipe.
+TEST(Aac, BandReplicationAndParametricStereo) {
+  const Workplace work;
+  work.Put("he1.aac", Stream("he1_44100_st_48k.aac"));
+  work.Put("mono.aac", Stream("he1_48000_mono_24k.aac"));
+  work.Put("down.au", Stream("he1_24000_mono_downsampled.au"));
+  work.Put("sig2.au", Stream("he1_48000_st_raw_sig2.au"));
+  work.Put("he2.aac", Stream("he2_44100_24k.aac"));
+  work.Put("he2.adif", AsAdif(Stream("he2_44100_24k.aac")));
+  work.Put("he2.au", Stream("he2_32000_raw_sig0.au"));
+  const std::string nothing;
+  const struct {
+    std::string words;
+    uint32_t rate;
+    size_t channels;
+    std::string reference;  // empty: only the form is looked at
+    const char* title = "MPEG-4 HE-AAC\"";
+  } kCases[] = {
+      {"he1.aac", 44100, 2, "he1_44100_st_48k"},
+      {"he1.aac --sbr-mode 28", 44100, 2, nothing},
+      {"he1.aac --downsample 1", 22050, 2, nothing},
+      {"mono.aac", 48000, 1, "he1_48000_mono_24k"},
+      {"mono.aac --ps 411", 48000, 2, "he1_48000_mono_24k"},
+      {"down.au --config 2b0b0800", 24000, 1, "he1_24000_mono_downsampled"},
+      {"down.au --config 2b0b0800 --downsample 0", 48000, 1, nothing},
+      {"sig2.au --config 2b118800", 48000, 2, "he1_48000_st_raw_sig2"},
+      {"sig2.au --config 2b118800 --downsample 1", 24000, 2, nothing},
+      {"sig2.au --config 2b118800 --player", 48000, 1, nothing, "AAC LC"},
+      {"he2.aac", 44100, 2, "he2_44100_24k", "MPEG-4 HE-AAC v2\""},
+      {"he2.adif", 44100, 2, "he2_44100_24k", "MPEG-4 HE-AAC v2\""},
+      {"he2.au --config 1408", 32000, 2, "he2_32000_raw_sig0", "MPEG-4 HE-AAC v2\""},
+      {"he2.aac --ps 111", 44100, 2, nothing, "MPEG-4 HE-AAC v2\""},
+      {"he2.aac --ps off", 44100, 1, nothing},
+      {"he2.aac --sbr-mode 28", 44100, 1, nothing},
+      {"he2.aac --downsample 1", 22050, 1, nothing},
+      {"he2.aac --player", 22050, 1, nothing, "AAC LC"},
+  };
+  for (const auto& test : kCases) {
+    const ToolResult result = work.Orbel("decode " + test.words + " -o o.wav --json");
+    ASSERT_EQ(result.exitCode, 0) << test.words << result.err;
+    EXPECT_NE(result.out.find(test.title), std::string::npos) << test.words << result.out;
+    const Wav wav = ReadWav(work.Get("o.wav"));
+    EXPECT_EQ(wav.rate, test.rate) << test.words;
+    ASSERT_EQ(wav.channels, test.channels) << test.words;
+    if (test.reference.empty()) continue;
+    const ReferencePcm want = ReadFlac(kData + test.reference + ".flac");
+    const size_t step = want.channels / wav.channels;  // 2: the reference has mono twice
+    ASSERT_GE(wav.pcm.size() * step, want.samples.size()) << test.words;
+    for (size_t i = 0; i < want.samples.size() / step; ++i)
+      ASSERT_LE(std::abs(wav.pcm[i] - want.samples[i * step]), 2) << test.words << " sample " << i;
+    const size_t nameEnd = test.words.find(' ');
+    const std::string piped = "cat " + test.words.substr(0, nameEnd) + " | orbel decode -" +
+                              (nameEnd < test.words.size() ? test.words.substr(nameEnd) : "");
+    ASSERT_EQ(work.Shell(piped + " -o o.pcm").exitCode, 0) << piped;
+    EXPECT_TRUE(AsPcm(work.Get("o.pcm")) == wav.pcm) << piped;
+  }
+  // It begins late: the rate doubles where it does.
+  work.Put("late", Stream("lc_22050_st_40k_music.aac") + Stream("he1_44100_st_48k.aac"));
+  const Wav before = Decode(work, "late", "changes to 44100 Hz, 2 channels, goes on in o-2.wav");
+  ExpectSound(before, ReadFlac(kData + "lc_22050_st_40k_music.flac"), "before");
+  const Wav after = ReadWav(work.Get("o-2.wav"));
+  EXPECT_EQ(after.rate, 44100u);
+  EXPECT_EQ(after.pcm.size(), 35u * 2048 * 2);
+}
+
 TEST(Aac, AnotherRateOnTheWay) {
   const Workplace work;
   const char* const kParts[] = {"lc_44100_st_plain_160k", "lc_48000_mono_64k_speech",
@@ -257,6 +346,15 @@ TEST(Aac, InfoTellsWhatFramesUse) {
       {"lc_44100_st_128k_music.aac", {"\"tns\": 3, \"pns\": 408"}},
       {"lc_48000_51_adif.adif",
        {"\"container\": \"ADIF\"", "\"speakers\": \"FL FR FC LFE BL BR\"", "\"tns\": 57"}},
+      {"he2_44100_24k.aac",
+       {"\"title\": \"MPEG-4 HE-AAC v2\"", "\"rate\": 44100, \"channels\": 2",
+        "\"speakers\": \"FL FR\"",
+        "\"bandReplication\": {\"frames\": 38, \"headers\": 4, \"mode\": 18, "
+        "\"coreRate\": 22050, \"rate\": 44100, \"startBand\": 16, \"stopBand\": 43, "
+        "\"bands\": 14, \"noiseBands\": 3, \"patches\": 2}",
+        "\"parametricStereo\": {\"frames\": 38, \"level\": 411}"}},
+      {"he1_44100_st_48k.aac' --sbr-mode '28",
+       {"\"title\": \"MPEG-4 HE-AAC\"", "{\"frames\": 35, ", "\"mode\": 28, "}},
   };
   for (const auto& test : kCases) {
     const ToolResult result = work.Orbel("info --json '" + kData + test.file + "'");

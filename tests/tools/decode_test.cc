@@ -162,7 +162,7 @@ TEST(Decode, EverySampleFile) {
     EXPECT_EQ(result.out + result.err, "") << line;
     ExpectWav(work.Get("o.wav"), Expected(options, coded), line);
   }
-  EXPECT_EQ(files, 18);
+  EXPECT_EQ(files, 20);
 }
 
 // No sample is lost or added, wherever the input ends and however it is cut.

@@ -46,6 +46,13 @@ TEST(Usage, WrongCommandLines) {
       {"decode in --format mulaw --sample-bytes 1x -o o.wav", "not '1x'"},
       {"decode in --format mulaw --sample-bytes 99999999999 -o o.wav", "not '99999999999'"},
       {"play in --format mulaw --volume 65536", "0 to 65535, not '65536'"},
+      {"decode in --sbr-mode 19 -o o.wav", "--sbr-mode takes 18 or 28, not '19'"},
+      {"decode in --downsample 2 -o o.wav", "--downsample takes 0 or 1, not '2'"},
+      {"play in --ps on", "--ps takes off, 111 or 411, not 'on'"},
+      {"play in --ps 411 --downsample 1", "--ps contradicts --downsample 1"},
+      {"play in --ps 111 --sbr-mode 28", "--ps contradicts --sbr-mode 28"},
+      {"info in --sbr-mode 28 --player", "a player has no --sbr-mode"},
+      {"decode in --ps off --format mulaw -o o.wav", "--ps is for AAC, not for mulaw"},
       {"play in --format mulaw --volume -1", "not '-1'"},
   };
   for (const auto& test : kCases) {
