@@ -53,7 +53,7 @@ std::vector<ToolRow> Tools(const FrameTools& t) {
           {"dataStream", "data stream elements", t.elements[4]},
           {"programConfig", "program config elements", t.elements[5]},
           {"fill", "fill elements", t.elements[6]},
-          {"bandReplication", "band replication payloads", t.sbrPayloads}};
+          {"bandReplication", "band replication frames", t.sbrFrames}};
 }
 
 JsonLine AsJson(const std::vector<ToolRow>& rows) {
