@@ -87,6 +87,7 @@ int32_t Id3Length(const uint8_t* data) {
 // Whether so few bytes may become the start of a stream.
 bool IsCutStart(const uint8_t* data, uint64_t size) {
   if (size >= 4) return false;
+  if (size == 0) return true;
   if (size == 1 && data[0] == 0xFF) return true;
   return std::memcmp(data, "ADIF", size) == 0 || std::memcmp(data, "ALS", size) == 0;
 }

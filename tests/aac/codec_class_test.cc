@@ -222,6 +222,8 @@ TEST(CodecClass, StreamsAfterARefusalDecode) {
   for (const Bytes& refused : {Bytes{0xB2, 0x00}, Bytes{0xB3, 0xC5}, Bytes{0xF9, 0x08, 0x00}}) {
     Session session;
     EXPECT_EQ(session.Init(refused), UMC::UMC_ERR_INIT);
+    Bytes none;
+    EXPECT_EQ(session.Get(&none), UMC::UMC_ERR_NOT_ENOUGH_DATA);
     for (int profile = 0; profile < 4; ++profile) {
       Bytes stream = Adif();
       stream[9] = static_cast<uint8_t>((stream[9] & 0x3F) | profile << 6);
