@@ -32,9 +32,9 @@ template <typename Sum, typename Value>
 void TakeMeans(const Value* from, const Mean* means, int32_t count, Value* to) {
   for (int32_t b = 0; b < count; ++b) {
     const Mean& mean = means[b];
-    Sum sum = 0;
-    Sum weights = 0;
-    for (int32_t i = 0; i < mean.count; ++i) {
+    auto weights = static_cast<Sum>(mean.weight[0]);
+    Sum sum = static_cast<Sum>(from[mean.first]) * weights;
+    for (int32_t i = 1; i < mean.count; ++i) {
       sum += static_cast<Sum>(from[mean.first + i]) * static_cast<Sum>(mean.weight[i]);
       weights += static_cast<Sum>(mean.weight[i]);
     }
