@@ -125,6 +125,7 @@ class Model {
     table.insert(table.end(), patches.begin() + 1, patches.end() - 1);
     std::sort(table.begin(), table.end());
     for (size_t k = 1; k < table.size();) {
+      // NOLINTNEXTLINE(bugprone-branch-clone): the rules in their order
       if (Octaves(table[k - 1], table[k]) * bandsPerOctave10 / 10 >= 0.49) {
         ++k;
       } else if (table[k] == table[k - 1] || !isPatch(table[k])) {
