@@ -90,7 +90,7 @@ void Comparison::Add(const Pcm& pcm, const std::vector<Signal>& signals,
 }
 
 Comparison::~Comparison() {
-  EXPECT_LE(largest_, 1);
+  EXPECT_LE(largest_, 2);  // 2^-14 of full scale: full accuracy by ISO/IEC 14496-4
   EXPECT_LT(std::sqrt(sum_ / count_), 1 / std::sqrt(12.0));
   EXPECT_GT(std::sqrt(energy_ / count_), 20) << "the stream is all but silent";
 }
