@@ -562,6 +562,7 @@ Status AACDecoder::SetParams(BaseCodecParams* params) {
   m_state->layer = aac->layer;
   if ((aac->sbrMode == 18 || aac->sbrMode == 28) && aac->sbrDownsample < 2) {
     if (aac->sbrMode != m_state->sbrMode) ChangeSbrMode(m_state, aac->sbrMode);
+    const int32_t downsample = m_state->sbrDownsample;
     m_state->sbrDownsample = aac->sbrDownsample;
     m_state->sbrSupportLevel = aac->sbrSupportLevel;
     const int32_t ps = aac->psSupportLevel;
@@ -569,6 +570,9 @@ Status AACDecoder::SetParams(BaseCodecParams* params) {
       if (m_state->sbrMode != 18) ChangeSbrMode(m_state, 18);
       m_state->sbrDownsample = 0;
     }
+    // The banks' histories belong to one of the two rates.
+    if (m_state->sbrDownsample != downsample)
+      std::memset(m_state->sbrChannelUsed, 0, sizeof m_state->sbrChannelUsed);
     m_state->psSupportLevel = ps == 111 || ps == 411 || ps < 2 ? ps : 0;
     PassPsLevel(m_state);
   }

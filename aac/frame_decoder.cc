@@ -346,7 +346,7 @@ void Replicate(const Frame& frame) {
     samples *= state->upsamplingFactor;
     for (int32_t slot = 0; slot < frame.entryCount; ++slot) {
       SbrElement* element = &state->sbrElements[slot];
-      if (slot >= count) element->elementId = kNoReplication;  // no payload in this frame
+      if (slot >= frame.sbrCount) element->elementId = kNoReplication;  // no payload in this frame
       const FrameElementEntry& entry = frame.entries[slot];
       const int32_t width = entry.id == kIdCpe ? 2 : 1;
       for (int32_t c = 0; c < width; ++c) {
@@ -357,7 +357,8 @@ void Replicate(const Frame& frame) {
         SbrFrameContext context = {state->sbrMode, downsampled, &state->sbrWork, nullptr, nullptr};
         if (stereo) {
           element->ps = state->psReady != 0 ? state->psState : nullptr;
-          parametric = element->ps != nullptr && PsHasData(*element->ps);
+          parametric =
+              state->sbrMode != kSbrReal && element->ps != nullptr && PsHasData(*element->ps);
           if (parametric) {
             context.second = SbrChannelOf(state, slot, 1);
             context.secondPcm = second;
