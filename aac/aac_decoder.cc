@@ -11,6 +11,7 @@
 #include "aac/state.h"
 #include "aac/stream_headers.h"
 #include "aac/tool_memory.h"
+#include "als/als_decoder.h"
 
 namespace UMC {
 
@@ -127,6 +128,8 @@ struct AACDecoder::Frame {
   int32_t samples;
   int32_t rate;
   int32_t channels;
+  int32_t bitsPerSample;
+  uint64_t bytes;  // of output
 };
 
 const char* AACDecoder::ClassName() { return "AACDecoder"; }
@@ -205,12 +208,12 @@ void AACDecoder::ReleaseToolMemory() {
 }
 
 // The object type stands in the state only together with the memory for it.
-Status AACDecoder::AllocateToolMemory(int32_t objectType) {
+Status AACDecoder::AllocateToolMemory(int32_t objectType, const AlsConfig& als) {
   ReleaseToolMemory();
   m_state->audioObjectType = 0;
-  if (objectType == kObjectAls) return StatusOfResult(kAlsUnsupported);
   int32_t size = 0;
-  if (QueryToolMemory(m_state, objectType, nullptr, &size) != 0) return UMC_ERR_ALLOC;
+  const int32_t asked = QueryToolMemory(m_state, objectType, als, nullptr, &size);
+  if (asked != 0) return StatusOfResult(asked);
   if (memoryAllocator->Alloc(&m_toolMid, static_cast<uint64_t>(size), kAllocFlags,
                              kBlockAlignment) != UMC_OK) {
     m_toolMid = 0;
@@ -218,7 +221,8 @@ Status AACDecoder::AllocateToolMemory(int32_t objectType) {
   }
   m_toolMemory = static_cast<uint8_t*>(memoryAllocator->Lock(m_toolMid));
   if (m_toolMemory != nullptr) ++m_toolLocks;
-  if (m_toolMemory == nullptr || QueryToolMemory(m_state, objectType, m_toolMemory, &size) != 0) {
+  if (m_toolMemory == nullptr ||
+      QueryToolMemory(m_state, objectType, als, m_toolMemory, &size) != 0) {
     ReleaseToolMemory();
     return UMC_ERR_ALLOC;
   }
@@ -286,13 +290,17 @@ Status AACDecoder::InitFromConfiguration(MediaData* data) {
   if (config.sbrPresent == 0) m_state->psSupportLevel = 0;
   PassPsLevel(m_state);
   m_objectType = config.audioObjectType;
-  const Status allocated = AllocateToolMemory(m_objectType);
+  const Status allocated = AllocateToolMemory(m_objectType, config.alsConfig);
   if (allocated != UMC_OK) return UnlockAnd(allocated);
   if (m_objectType == kObjectBsac) {
     if (config.channelConfiguration == 0 || config.channelConfiguration > 7) return UMC_ERR_INIT;
     m_state->numChannels = config.channelConfiguration;
   }
   m_streamKind = kStreamHeaderless;
+  if (m_objectType == kObjectAls) {
+    MoveBy(data, m_configSize);
+    return UnlockState();
+  }
   int32_t index = config.samplingFrequencyIndex;
   if (index == 15)
     index = config.channelConfiguration != 0 ? SamplingIndexOf(config.samplingFrequency)
@@ -325,16 +333,13 @@ Status AACDecoder::SkipId3(MediaData* in) {
 
 // The stream's kind by its first bytes. Nothing is kept of a header that is not
 // there as a whole.
-Status AACDecoder::DetectStream(MediaData* in, BitReader* reader) {
+Status AACDecoder::DetectStream(MediaData* in, MediaData* out, BitReader* reader) {
   const BitReader start = *reader;
   m_objectType = 0;
   m_state->psSupportLevel = 0;
   PassPsLevel(m_state);
   const uint32_t magic = GetBits(reader, 32);
-  if (magic == kAlsMagic) {
-    m_objectType = kObjectAls;
-    return StatusOfResult(kAlsUnsupported);
-  }
+  if (magic == kAlsMagic) return DetectAls(in, out, reader);
   if (magic == kAdifMagic) return DetectAdif(reader);
   if (IsCutStart(in->GetDataPointer(), in->GetDataSize())) return UMC_ERR_NOT_ENOUGH_DATA;
   *reader = start;
@@ -343,6 +348,31 @@ Status AACDecoder::DetectStream(MediaData* in, BitReader* reader) {
   if (in->GetDataSize() < kAdtsLeastBytes) return UMC_ERR_NOT_ENOUGH_DATA;
   *reader = start;
   return DetectAdts(reader);
+}
+
+// The frames follow the configuration. A host whose buffers may be too small for
+// them gets the chance to ask how large they have to be.
+Status AACDecoder::DetectAls(MediaData* in, MediaData* out, BitReader* reader) {
+  FillInfo();
+  const int32_t suggested = m_info.suggestedInputSize;
+  AlsConfig config;
+  const int32_t parsed = AlsConfigParse(&config, reader);
+  if (parsed == kAlsConfigCut) return UMC_ERR_NOT_ENOUGH_DATA;
+  m_objectType = kObjectAls;
+  ByteAlign(reader);
+  const uint64_t bytes = GetBitPosition(*reader) / 8;
+  if (parsed != 0) {
+    MoveBy(in, std::min(bytes, in->GetDataSize()));
+    return UMC_ERR_INIT;
+  }
+  const Status allocated = AllocateToolMemory(kObjectAls, config);
+  if (allocated != UMC_OK) return allocated;
+  m_streamKind = kStreamHeaderless;
+  FillInfo();
+  if (m_info.suggestedInputSize <= suggested) return UMC_OK;
+  MoveBy(in, bytes);
+  out->SetDataSize(0);
+  return UMC_ERR_NOT_ENOUGH_DATA;
 }
 
 Status AACDecoder::DetectAdif(BitReader* reader) {
@@ -355,7 +385,7 @@ Status AACDecoder::DetectAdif(BitReader* reader) {
   // Before the object type is known: such streams get the common limits.
   m_state->audioObjectType = 0;
   if (m_samplingIndex < kSamplingIndexCount) ConfigureSampling(m_state, m_samplingIndex);
-  const Status allocated = AllocateToolMemory(header.pce[0].object_type + 1);
+  const Status allocated = AllocateToolMemory(header.pce[0].object_type + 1, AlsConfig{});
   if (allocated != UMC_OK) return allocated;
   m_objectType = m_state->audioObjectType;
   m_state->pce = header.pce[0];
@@ -370,7 +400,7 @@ Status AACDecoder::DetectAdts(BitReader* reader) {
   AdtsFixedHeaderParse(&header, reader);
   *reader = start;
   m_samplingIndex = header.sampling_frequency_index;
-  const Status allocated = AllocateToolMemory(ObjectTypeOf(header));
+  const Status allocated = AllocateToolMemory(ObjectTypeOf(header), AlsConfig{});
   if (allocated != UMC_OK) return allocated;
   m_objectType = ObjectTypeOf(header);
   m_streamKind = kStreamAdts;
@@ -430,7 +460,7 @@ Status AACDecoder::GetFrame(MediaData* in, MediaData* out) {
   BitReaderInit(&reader, in->GetDataPointer(), in->GetDataSize());
   m_subtype = 0;
   if (m_streamKind == 0) {
-    const Status detected = DetectStream(in, &reader);
+    const Status detected = DetectStream(in, out, &reader);
     if (detected != UMC_OK) return UnlockAnd(detected);
     if (UnlockState() != UMC_OK) return UMC_ERR_ALLOC;
     const Status again = LockState();
@@ -446,7 +476,30 @@ Status AACDecoder::GetFrame(MediaData* in, MediaData* out) {
   ByteAlign(&reader);
   frame.headerBytes = GetBitPosition(reader) / 8;
   frame.dataSize = in->GetDataSize();
-  return Decode(in, out, &frame);
+  return m_objectType == kObjectAls ? DecodeAls(in, out, &frame) : Decode(in, out, &frame);
+}
+
+Status AACDecoder::DecodeAls(MediaData* in, MediaData* out, Frame* frame) {
+  AlsState& als = m_state->alsState;
+  const bool units = m_audioType == kStreamUnits;
+  const uint8_t* data = in->GetDataPointer();
+  if (data != nullptr) data += frame->headerBytes;
+  uint8_t* pcm = out->GetDataPointer();
+  const auto room = static_cast<uint64_t>(pcm == nullptr ? 0 : RoomOf(out));
+  AlsOutput output;
+  frame->result =
+      AlsDecode(&als, data, frame->dataSize - frame->headerBytes, units, pcm, room, &output);
+  MoveBy(in, frame->headerBytes + output.consumed);
+  if (frame->result == kAlsNoRoom) return UnlockAnd(UMC_ERR_NOT_ENOUGH_BUFFER);
+  if (frame->result != kAlsGood && frame->result != kAlsBad)
+    return UnlockAnd(StatusOfResult(frame->result));
+  frame->samples = static_cast<int32_t>(output.samples);
+  frame->rate = als.config.samplingFrequency;
+  frame->channels = als.config.channels;
+  frame->bitsPerSample = als.config.bitsPerSample;
+  frame->bytes = output.bytes;
+  Deliver(in, out, *frame);
+  return UnlockAnd(StatusOfResult(frame->result));
 }
 
 Status AACDecoder::Decode(MediaData* in, MediaData* out, Frame* frame) {
@@ -485,16 +538,16 @@ Status AACDecoder::Decode(MediaData* in, MediaData* out, Frame* frame) {
     m_subtype += kSubtypeSbr;
   }
   MoveBy(in, units ? frame->dataSize : frame->consumed);
+  frame->bitsPerSample = 16;
+  frame->bytes = static_cast<uint64_t>(frame->channels) * static_cast<uint64_t>(frame->samples) * 2;
+  if (frame->result == kFrameBad && frame->bytes > 0) std::memset(pcm, 0, frame->bytes);
   Deliver(in, out, *frame);
   return UnlockAnd(StatusOfResult(frame->result));
 }
 
-// Silence for a bad frame, then what the output says of itself.
+// What the output says of itself, and the time.
 void AACDecoder::Deliver(MediaData* in, MediaData* out, const Frame& frame) {
-  const auto bytes =
-      static_cast<uint64_t>(frame.channels) * static_cast<uint64_t>(frame.samples) * 2;
-  if (frame.result == kFrameBad && bytes > 0) std::memset(out->GetDataPointer(), 0, bytes);
-  out->SetDataSize(bytes);
+  out->SetDataSize(frame.bytes);
   const double inputTime = in->GetTime();
   const double start = inputTime < 0.0 ? m_currentTime : inputTime;
   const double end = start + static_cast<double>(frame.samples) / frame.rate;
@@ -505,7 +558,7 @@ void AACDecoder::Deliver(MediaData* in, MediaData* out, const Frame& frame) {
   if (auto* audio = ClassCast<AudioData>(out)) {
     audio->channels = frame.channels;
     audio->sampleFrequency = frame.rate;
-    audio->bitsPerSample = 16;
+    audio->bitsPerSample = frame.bitsPerSample;
     audio->alignment = 0;
     audio->dataFormat = kStreamPcm;
     audio->channelMask = ChannelMask(frame.channels);
@@ -516,6 +569,7 @@ void AACDecoder::FillInfo() {
   m_info = Info{};
   m_info.suggestedInputSize = kSuggestedInput;
   m_info.suggestedOutputSize = kSuggestedOutput;
+  if (m_state->audioObjectType == kObjectAls) return FillLosslessInfo();
   if (m_state->frameNumber == 0) return;
   m_info.input.channels = m_state->numChannels;
   m_info.input.sampleFrequency = m_state->samplingFrequency;
@@ -524,6 +578,38 @@ void AACDecoder::FillInfo() {
   m_info.output.bitsPerSample = 16;
   m_info.output.bitRate = m_info.output.sampleFrequency * m_info.output.bitsPerSample;
   m_info.valid = 1;
+}
+
+void AACDecoder::FillLosslessInfo() {
+  const AlsConfig& config = m_state->alsState.config;
+  const uint64_t frame = static_cast<uint64_t>(config.bitsPerSample / 8) *
+                         static_cast<uint64_t>(config.frameLength) *
+                         static_cast<uint64_t>(config.channels);
+  const uint64_t most = std::numeric_limits<int32_t>::max();
+  const auto size =
+      static_cast<int32_t>(std::min(most, frame + std::max(config.headerSize, config.trailerSize)));
+  m_info.suggestedInputSize = size;
+  m_info.suggestedOutputSize = size;
+  if (m_state->alsState.frameNumber == 0) return;
+  m_info.input.channels = config.channels;
+  m_info.input.sampleFrequency = config.samplingFrequency;
+  m_info.output = m_info.input;
+  m_info.output.bitsPerSample = config.bitsPerSample;
+  m_info.output.bitRate =
+      static_cast<int32_t>(std::min(most, static_cast<uint64_t>(config.samplingFrequency) *
+                                              static_cast<uint64_t>(config.bitsPerSample)));
+  m_info.valid = 1;
+}
+
+Status AACDecoder::GetLosslessInfo(AlsInfo* info) {
+  if (info == nullptr) return UMC_ERR_NULL_PTR;
+  const Status locked = LockState();
+  if (locked != UMC_OK) return locked;
+  if (m_state == nullptr) return UMC_ERR_NOT_INITIALIZED;
+  if (m_state->audioObjectType != kObjectAls) return UnlockAnd(UMC_ERR_UNSUPPORTED);
+  const AlsState& als = m_state->alsState;
+  *info = {als.config, als.frameNumber, als.samplesDone, als.checksum};
+  return UnlockState();
 }
 
 Status AACDecoder::GetInfo(BaseCodecParams* params) {
@@ -598,11 +684,15 @@ Status AACDecoder::GetDuration(float* seconds) {
   const Status locked = LockState();
   if (locked != UMC_OK) return locked;
   if (m_state == nullptr) return UMC_ERR_NOT_INITIALIZED;
-  const auto samples =
-      static_cast<float>(static_cast<int64_t>(m_state->frameNumber) * kFrameLength);
-  *seconds = m_state->samplingFrequency == 0
-                 ? 0.0F
-                 : samples / static_cast<float>(m_state->samplingFrequency);
+  int64_t samples = static_cast<int64_t>(m_state->frameNumber) * kFrameLength;
+  int32_t rate = m_state->samplingFrequency;
+  if (m_state->audioObjectType == kObjectAls) {
+    const AlsState& als = m_state->alsState;
+    const bool known = als.config.samples != kAlsSamplesUnknown;
+    samples = static_cast<int64_t>(known ? als.config.samples : als.samplesDone);
+    rate = als.config.samplingFrequency;
+  }
+  *seconds = rate == 0 ? 0.0F : static_cast<float>(samples) / static_cast<float>(rate);
   return UnlockState();
 }
 

@@ -4,6 +4,7 @@
 
 #include "aac/code_tables.h"
 #include "aac/sampling_tables.h"
+#include "als/als_decoder.h"
 
 namespace orbel {
 namespace {
@@ -82,6 +83,8 @@ void ClearObjectTypeState(AACDecoderState* state) {
     std::memset(state->ssrBuffers, 0, sizeof state->ssrBuffers);
     for (int32_t c = 0; c < kMaxChannels; ++c)
       ResetGainControl(&state->gainControl[c], &state->gainState[c]);
+  } else if (state->audioObjectType == kObjectAls) {
+    AlsReset(&state->alsState);
   }
 }
 

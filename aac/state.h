@@ -17,6 +17,7 @@
 #include "aac/main_prediction.h"
 #include "aac/stream_headers.h"
 #include "aac/tns.h"
+#include "als/als_state.h"
 #include "sbr/ps.h"
 #include "sbr/sbr_channel.h"
 #include "sbr/sbr_element.h"
@@ -94,6 +95,7 @@ struct AACDecoderState {
   FilterbankSpec filterbankSpec;
   LtpContext ltpContext;
   MainPredictorState* predictors[kMaxChannels];
+  AlsState alsState;
   int32_t wildScale[kMaxChannels];  // scale factors of the frame that no sane stream has
   FrameTools* tools;                // where to count what frames use, or null
 };

@@ -6,7 +6,7 @@
 #include <cstdint>
 
 #include "aac/bit_reader.h"
-#include "als/als_decoder.h"
+#include "als/als_config.h"
 
 namespace orbel {
 

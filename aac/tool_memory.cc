@@ -3,6 +3,8 @@
 #include <algorithm>
 
 #include "aac/code_tables.h"
+#include "aac/frame_decoder.h"
+#include "als/als_decoder.h"
 #include "dsp/primitives.h"
 #include "dsp/vlc_table.h"
 #include "sbr/ps_code_tables.h"
@@ -58,6 +60,15 @@ uint8_t* AlignArea(uint8_t* at) {
   return at + (-reinterpret_cast<uintptr_t>(at) & (kAreaAlignment - 1));
 }
 
+int32_t QueryAlsMemory(AlsState* state, const AlsConfig& config, uint8_t* memory, int32_t* size) {
+  uint64_t bytes = 0;
+  const int32_t result = AlsMemorySize(config, &bytes);
+  if (result != kAlsGood) return result;
+  *size = static_cast<int32_t>(bytes);
+  if (memory != nullptr) AlsInit(state, config, memory);
+  return kAlsGood;
+}
+
 }  // namespace
 
 uint64_t StateBlockSize() { return kStateRoom + CodeTablesSize() + SbrWorkSize(); }
@@ -70,24 +81,27 @@ void PlaceSbrAreas(AACDecoderState* state) {
   state->psState = reinterpret_cast<PsState*>(AlignArea(at));
 }
 
-int32_t QueryToolMemory(AACDecoderState* state, int32_t objectType, uint8_t* memory,
-                        int32_t* size) {
+int32_t QueryToolMemory(AACDecoderState* state, int32_t objectType, const AlsConfig& als,
+                        uint8_t* memory, int32_t* size) {
+  if (objectType == kObjectAls) return QueryAlsMemory(&state->alsState, als, memory, size);
   const int32_t kinds =
       objectType == kObjectLtp ? kTransformInverse | kTransformForward : kTransformInverse;
   const int32_t front = objectType == kObjectBsac ? kBsacStateSize : 0;
   int32_t bankSize = 0;
-  if (FilterbankInit(&state->filterbankSpec, nullptr, kinds, objectType, &bankSize) != 0) return -1;
+  if (FilterbankInit(&state->filterbankSpec, nullptr, kinds, objectType, &bankSize) != 0)
+    return kFrameNoMemory;
   bankSize += kFilterbankSpare;
   int32_t predictorSize = 0;
-  if (objectType == kObjectMain && dspPredictGetSize(kFrameLength, &predictorSize) != 0) return -1;
+  if (objectType == kObjectMain && dspPredictGetSize(kFrameLength, &predictorSize) != 0)
+    return kFrameNoMemory;
   *size = front + bankSize + kMaxChannels * predictorSize;
   if (memory == nullptr) return 0;
   if (FilterbankInit(&state->filterbankSpec, memory + front, kinds, objectType, &bankSize) != 0)
-    return -1;
+    return kFrameNoMemory;
   if (objectType != kObjectMain) return 0;
   uint8_t* at = memory + front + bankSize + kFilterbankSpare;
   for (MainPredictorState*& predictor : state->predictors) {
-    if (dspPredictInit(&predictor, kFrameLength, at) != 0) return -1;
+    if (dspPredictInit(&predictor, kFrameLength, at) != 0) return kFrameNoMemory;
     at += predictorSize;
   }
   return 0;

@@ -11,7 +11,7 @@ void AacCodec::Open(const AacHead& head, const AacModes& modes, const std::strin
   params.sbrDownsample = modes.sbrDownsample.value_or(0);
   params.sbrSupportLevel = 777;
   params.psSupportLevel = modes.psLevel;
-  params.layer = -1;
+  params.layer = modes.layers;
   if (!head.config.empty()) {
     config.SetBufferPointer(const_cast<uint8_t*>(head.config.data()), head.config.size());
     config.SetDataSize(head.config.size());

@@ -18,12 +18,14 @@ struct AacModes {
   std::optional<int32_t> sbrDownsample;  // 1: output at the core rate. Empty: as a configuration
                                          // asks for, else the full rate
   int32_t psLevel = 0;                   // parametric stereo of raw units: 0, 111 or 411
+  int32_t layers = -1;                   // enhancement layers of BSAC; -1: all
 };
 
 class AacCodec {
  public:
-  // The most samples that a frame gives, all channels together.
-  static constexpr size_t kMostSamples = 10 * 2048;
+  // The most samples that a frame gives, all channels together: two channels of 31
+  // frames of BSAC in one unit; ten of band replication are fewer.
+  static constexpr size_t kMostSamples = 31 * 2 * 1024;
 
   struct Result {
     UMC::Status status = UMC::UMC_OK;

@@ -77,8 +77,8 @@ class AdifInput final : public AacInput {
 
 class UnitInput final : public AacInput {
  public:
-  UnitInput(std::unique_ptr<InputFile> file, std::span<const uint8_t> config)
-      : AacInput(std::move(file)) {
+  UnitInput(std::unique_ptr<InputFile> file, std::span<const uint8_t> config, bool bare)
+      : AacInput(std::move(file)), headBytes_(bare ? 0 : kUnitHeadBytes) {
     BitReader reader;
     BitReaderInit(&reader, config.data(), config.size());
     const auto parsed = std::make_unique<AudioSpecificConfig>();
@@ -96,25 +96,32 @@ class UnitInput final : public AacInput {
                         parsed->extensionSamplingFrequencyIndex != parsed->samplingFrequencyIndex;
     head_.hasParametric = parsed->psPresent == 1;
     if (head_.channelConfiguration == 0) head_.pce = parsed->gaSpecificConfig.pce;
-    Entitle("raw access units", "MPEG-4");
+    head_.isBsac = head_.objectType == kBsacObjectType;
+    if (bare && !head_.isBsac)
+      throw FailureIn(file_->Name(), "--config names object type " +
+                                         std::to_string(head_.objectType) + ", --format bsac 22");
+    framesPerUnit_ = std::max(parsed->gaSpecificConfig.numOfSubFrame, 1);
+    Entitle(bare ? "BSAC frames" : "raw access units", "MPEG-4");
+    if (head_.isBsac) form_.format = "bsac";
   }
 
   bool Next(AacFrame* frame) override {
     *frame = {};
     const uint64_t position = file_->Position();
-    const auto head = file_->Take(kUnitHeadBytes);
-    if (head.empty()) return false;
-    size_t size = 0;
-    for (size_t i = 0; i < head.size(); ++i) size |= static_cast<size_t>(head[i]) << (8 * i);
-    if (size > kMostUnitBytes)
+    const Extent extent = ExtentAt(0);
+    if (extent.head == 0) return false;
+    if (extent.size > kMostUnitBytes || (headBytes_ == 0 && extent.size == 0))
       throw FailureAt(file_->Name(),
-                      "an access unit of " + std::to_string(size) +
-                          " bytes: these are no raw access units behind their lengths",
+                      headBytes_ == 0
+                          ? "no BSAC frame: these are none one after the other"
+                          : "an access unit of " + std::to_string(extent.size) +
+                                " bytes: these are no raw access units behind their lengths",
                       position);
-    const auto bytes = file_->Take(size);
-    if (head.size() < kUnitHeadBytes || bytes.size() < size) {
+    file_->Take(headBytes_);
+    const auto bytes = file_->Take(extent.size);
+    if (extent.head < headBytes_ || bytes.size() < extent.size) {
       Note("ends within an access unit: " + std::to_string(bytes.size()) + " of its " +
-               std::to_string(size) + " bytes are there",
+               std::to_string(extent.size) + " bytes are there",
            position);
       return false;
     }
@@ -125,20 +132,57 @@ class UnitInput final : public AacInput {
   // The length stands for a header here.
   bool PeekFrame(uint64_t position, AacFrame* frame) override {
     const size_t skipped = position - file_->Position();
-    const auto head = file_->Peek(skipped + kUnitHeadBytes);
-    if (head.size() < skipped + kUnitHeadBytes) return false;
-    size_t size = kUnitHeadBytes;
-    for (size_t i = 0; i < kUnitHeadBytes; ++i)
-      size += static_cast<size_t>(head[skipped + i]) << (8 * i);
-    if (size > kMostUnitBytes) return false;
-    const auto bytes = file_->Peek(skipped + size);
-    if (bytes.size() < skipped + size) return false;
-    *frame = {bytes.subspan(skipped), position, kUnitHeadBytes, false, true};
+    const Extent extent = ExtentAt(skipped);
+    if (extent.head < headBytes_ || extent.size > kMostUnitBytes) return false;
+    const size_t end = skipped + headBytes_ + extent.size;
+    const auto bytes = file_->Peek(end);
+    if (bytes.size() < end) return false;
+    *frame = {bytes.subspan(skipped), position, headBytes_, false, true};
     return true;
   }
 
   bool Took(size_t, bool) override { return true; }
   bool MayWait() const override { return file_->MayWaitFor(kUnitHeadBytes); }
+
+ private:
+  static constexpr int32_t kBsacObjectType = 22;
+  static constexpr size_t kBsacLengthBytes = 2;
+
+  struct Extent {
+    size_t head = 0;  // bytes that are there to tell the size; 0: the end
+    size_t size = 0;  // of the unit
+  };
+
+  // Of the unit that starts `skipped` bytes further on.
+  Extent ExtentAt(size_t skipped) {
+    Extent extent;
+    if (headBytes_ > 0) {
+      const auto head = file_->Peek(skipped + headBytes_);
+      extent.head = head.size() - std::min(skipped, head.size());
+      for (size_t i = 0; i < extent.head; ++i)
+        extent.size |= static_cast<size_t>(head[skipped + i]) << (8 * i);
+      return extent;
+    }
+    // A frame starts with its length, 11 bits.
+    for (int32_t i = 0; i < framesPerUnit_; ++i) {
+      const size_t at = skipped + extent.size;
+      const auto head = file_->Peek(at + kBsacLengthBytes);
+      if (head.size() < at + kBsacLengthBytes) {
+        // Nothing here: the end where the last unit ended, too.
+        extent.head = std::max(extent.head, head.size() - std::min(at, head.size()));
+        if (extent.head > 0) extent.size += kBsacLengthBytes;
+        return extent;
+      }
+      extent.head = kBsacLengthBytes;
+      const size_t length = static_cast<size_t>(head[at]) << 3 | head[at + 1] >> 5;
+      if (length < kBsacLengthBytes) return {kBsacLengthBytes, 0};
+      extent.size += length;
+    }
+    return extent;
+  }
+
+  size_t headBytes_;  // in front of a unit
+  int32_t framesPerUnit_ = 1;
 };
 
 // An ID3 tag: 10 bytes that tell how many more follow, 7 bits in each of 4.
@@ -165,7 +209,7 @@ AacInput::AacInput(std::unique_ptr<InputFile> file) : file_(std::move(file)) {
 
 void AacInput::Entitle(const std::string& container, const std::string& standard) {
   form_.container = container;
-  form_.title = standard + " AAC " + ObjectTypeName(head_.objectType);
+  form_.title = standard + (head_.isBsac ? " " : " AAC ") + ObjectTypeName(head_.objectType);
   form_.rate = head_.rate;
 }
 
@@ -179,6 +223,8 @@ std::string ObjectTypeName(int32_t objectType) {
       return "SSR";
     case 4:
       return "LTP";
+    case 22:
+      return "ER BSAC";
     default:
       return "object type " + std::to_string(objectType);
   }
@@ -195,8 +241,8 @@ std::unique_ptr<AacInput> OpenAacByContent(std::unique_ptr<InputFile>* file, boo
 }
 
 std::unique_ptr<AacInput> OpenAacUnits(std::unique_ptr<InputFile> file,
-                                       std::span<const uint8_t> config) {
-  return std::make_unique<UnitInput>(std::move(file), config);
+                                       std::span<const uint8_t> config, bool bare) {
+  return std::make_unique<UnitInput>(std::move(file), config, bare);
 }
 
 }  // namespace orbel::tool

@@ -3,7 +3,8 @@
 //
 // Raw access units lie in a file each behind its length in bytes, 32 bits with
 // the low byte first, and nothing else; their AudioSpecificConfig comes on the
-// command line.
+// command line. Those of BSAC, whose frames tell their lengths themselves, may lie
+// one after the other, too.
 #pragma once
 
 #include <cstdint>
@@ -28,6 +29,7 @@ struct AacHead {
   int32_t channelConfiguration = 0;
   bool doublesRate = false;    // the configuration asks for output at twice the core rate
   bool hasParametric = false;  // and tells of parametric stereo
+  bool isBsac = false;         // object type 22
   std::optional<ProgramConfigElement> pce;  // where the configuration is 0
 };
 
@@ -77,8 +79,9 @@ std::string ObjectTypeName(int32_t objectType);
 // and all of the file is searched for it.
 std::unique_ptr<AacInput> OpenAacByContent(std::unique_ptr<InputFile>* file, bool sure);
 
-// Throws Failure when the configuration is none for AAC.
+// bare: BSAC without lengths in front of the units. Throws Failure when the
+// configuration is none for AAC, or for something else than the input.
 std::unique_ptr<AacInput> OpenAacUnits(std::unique_ptr<InputFile> file,
-                                       std::span<const uint8_t> config);
+                                       std::span<const uint8_t> config, bool bare);
 
 }  // namespace orbel::tool

@@ -22,6 +22,7 @@ AacPcm::AacPcm(std::unique_ptr<AacInput> input, const Options& options)
   facts_.objectType = input_->Head().objectType;
   facts_.modes.sbrMode = options.sbrMode.value_or(facts_.modes.sbrMode);
   facts_.modes.sbrDownsample = options.sbrDownsample;
+  facts_.modes.layers = options.layers.value_or(facts_.modes.layers);
 }
 
 bool AacPcm::Next(PcmBlock* block) {
@@ -57,7 +58,7 @@ bool AacPcm::Next(PcmBlock* block) {
     Finish();
     return false;
   }
-  block->pcm = std::span(pcm_).first(filled);
+  block->pcm = AsBytes(std::span(pcm_).first(filled));
   block->codedBytes = coded;
   return true;
 }
@@ -102,6 +103,14 @@ AacCodec::Result AacPcm::DecodeUnit(const AacFrame& frame, int16_t* room) {
   return result;
 }
 
+// Their number stands in the header, behind length, header length and mode.
+void AacPcm::CountLayers(std::span<const uint8_t> frame) {
+  if (!input_->Head().isBsac || frame.size() < 3) return;
+  const int32_t layers = frame[2] >> 2;
+  facts_.leastLayers = facts_.frames == 1 ? layers : std::min(facts_.leastLayers, layers);
+  facts_.mostLayers = std::max(facts_.mostLayers, layers);
+}
+
 // Returns the samples that it has put into `room`: none for damage in front of
 // the first good frame, silence for any other.
 size_t AacPcm::DecodeFrame(AacFrame* frame, int16_t* room) {
@@ -112,12 +121,13 @@ size_t AacPcm::DecodeFrame(AacFrame* frame, int16_t* room) {
   const bool counts = input_->Took(result.taken, result.Good());
   if (!counts) return 0;
   ++facts_.frames;
+  CountLayers(frame->bytes);
   if (!result.Good()) return Damaged(*frame, room);
   if (!arranged_ || result.channels != form_.channels) {
     layout_ = LayoutOf(input_->Head(), result.channels);
     arranged_ = true;
   }
-  form_ = {result.rate, result.channels, layout_.mask};
+  form_ = {result.rate, result.channels, layout_.mask, SampleFormat::kS16};
   frameSamples_ = result.samples;
   if (!layout_.wavOrder.empty()) Arrange(room, result.samples);
   return result.samples;

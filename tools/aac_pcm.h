@@ -21,6 +21,9 @@ struct AacFacts {
   uint64_t streams = 0;   // decoders that were opened
   AacModes modes;         // of the last of them
   FrameTools tools = {};  // what they use
+  // Enhancement layers that BSAC frames have.
+  int32_t leastLayers = 0;
+  int32_t mostLayers = 0;
 };
 
 class AacPcm final : public PcmStream {
@@ -34,6 +37,7 @@ class AacPcm final : public PcmStream {
 
  private:
   void OpenStream(AacFrame* frame);
+  void CountLayers(std::span<const uint8_t> frame);
   int32_t ParametricLevel(AacFrame* frame);
   size_t DecodeFrame(AacFrame* frame, int16_t* room);
   AacCodec::Result DecodeUnit(const AacFrame& frame, int16_t* room);

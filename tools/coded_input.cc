@@ -3,9 +3,12 @@
 #include <cstring>
 
 #include "tools/aac_input.h"
+#include "tools/aac_pcm.h"
 #include "tools/aac_samples.h"
+#include "tools/als_pcm.h"
 #include "tools/block_input.h"
 #include "tools/failure.h"
+#include "tools/framed_speech.h"
 #include "tools/wav.h"
 
 namespace orbel::tool {
@@ -71,9 +74,47 @@ std::unique_ptr<CodedInput> OpenWav(const Options& options, std::unique_ptr<Inpu
                                       std::move(head.notes));
 }
 
+constexpr uint32_t kAlsObjectType = 36;
+
+// Of an AudioSpecificConfig; 0: there is none.
+uint32_t ObjectTypeOf(const std::vector<uint8_t>& config) {
+  constexpr uint32_t kEscape = 31;
+  if (config.empty()) return 0;
+  const uint32_t type = config[0] >> 3;
+  if (type != kEscape || config.size() < 2) return type;
+  return 32 + ((config[0] & 7u) << 3 | config[1] >> 5);
+}
+
 bool IsMp4(InputFile* file) {
   const auto bytes = file->Peek(8);
   return bytes.size() == 8 && std::memcmp(&bytes[4], "ftyp", 4) == 0;
+}
+
+// The user says that the input is `format`, and its content is `found`.
+void CheckFormat(const Options& options, const std::string& name, const std::string& found) {
+  if (options.format != nullptr && options.format->key != found)
+    throw UsageFailure(name + ": holds " + found + ", not " + options.format->key);
+}
+
+// What can only be heard through a decoder of its own; null for anything else.
+std::unique_ptr<PcmStream> OpenUnplayable(const Options& options,
+                                          std::unique_ptr<InputFile>* file) {
+  const std::string name = (*file)->Name();
+  const auto refuse = [&](bool isWrong, const char* what) {
+    if (isWrong) throw UsageFailure(name + ": " + what);
+  };
+  if (LooksLikeFramed(file->get())) {
+    refuse(!options.config.empty(), "framed speech, which needs no --config");
+    auto stream = std::make_unique<FramedPcm>(std::move(*file));
+    CheckFormat(options, name, stream->Input().Form().format);
+    return stream;
+  }
+  const bool isRaw = LooksLikeAls(file->get());
+  if (!isRaw && ObjectTypeOf(options.config) != kAlsObjectType) return nullptr;
+  refuse(isRaw && !options.config.empty(), "ALS, which needs no --config");
+  refuse(options.player, "ALS, which no player decodes");
+  CheckFormat(options, name, "als");
+  return std::make_unique<AlsPcm>(std::move(*file), options.config);
 }
 
 // Null when it is none and the user does not say that it is.
@@ -85,7 +126,8 @@ std::unique_ptr<AacInput> OpenAac(const Options& options, std::unique_ptr<InputF
     if (found)
       throw UsageFailure(name + ": " + found->Form().container +
                          ", which needs no --config: that is for raw access units");
-    return OpenAacUnits(std::move(*file), options.config);
+    return OpenAacUnits(std::move(*file), options.config,
+                        options.format != nullptr && options.format->IsBsac());
   }
   auto input = OpenAacByContent(file, sure);
   if (!input && sure)
@@ -105,22 +147,29 @@ OpenedInput OpenInput(const Options& options, size_t index) {
   const std::string name = file->Name();
   if (LooksLikeWav(file.get())) {
     opened.samples = OpenWav(options, std::move(file));
-  } else if (options.format != nullptr && !options.format->IsAac()) {
+    return opened;
+  }
+  opened.sound = OpenUnplayable(options, &file);
+  if (opened.sound) return opened;
+  if (options.format != nullptr && !options.format->IsAac()) {
     const Format& format = *options.format;
     const int32_t sampleBytes = SampleBytes(options, format, *file);
     opened.samples = std::make_unique<BlockInput>(std::move(file), format, sampleBytes, "raw",
                                                   std::nullopt, std::vector<std::string>());
-  } else {
-    const bool isMp4 = IsMp4(file.get());
-    opened.frames = OpenAac(options, &file);
-    if (!opened.frames && isMp4)
-      throw FailureAt(name, "MP4 files are not read, only what is in them: ADTS or raw units", 0);
-    if (!opened.frames)
-      throw UsageFailure(name +
-                         ": not a WAV, ADTS or ADIF file; say what it holds with --format (" +
-                         FormatKeys() + ")");
-    if (options.player) opened.samples = std::make_unique<AacSamples>(std::move(opened.frames));
+    return opened;
   }
+  const bool isMp4 = IsMp4(file.get());
+  auto frames = OpenAac(options, &file);
+  if (!frames && isMp4)
+    throw FailureAt(name, "MP4 files are not read, only what is in them: ADTS or raw units", 0);
+  if (!frames)
+    throw UsageFailure(name +
+                       ": not a WAV, ADTS, ADIF or ALS file; say what it holds with --format (" +
+                       FormatKeys() + ")");
+  if (options.player)
+    opened.samples = std::make_unique<AacSamples>(std::move(frames));
+  else
+    opened.sound = std::make_unique<AacPcm>(std::move(frames), options);
   return opened;
 }
 

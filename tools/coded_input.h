@@ -12,15 +12,16 @@
 
 namespace orbel::tool {
 
-class AacInput;
+class PcmStream;
 
 // What is known of a stream before its first sample.
 struct StreamForm {
   std::string name;       // of the input, for messages
   std::string format;     // as --format spells it
   std::string title;      // as people call it
-  std::string container;  // "raw", "WAV", "ADTS", "ADIF" or "raw access units"
-  int32_t formatId = 0;   // the next three are PlayerOpen's arguments
+  std::string container;  // "raw", "WAV", "ADTS", "ADIF", "ALS", "framed" or
+                          // "raw access units"
+  int32_t formatId = 0;   // the next three are PlayerOpen's arguments; 0: not for players
   int32_t rateIndex = 0;
   int32_t sampleBytes = 0;
   uint32_t rate = 0;  // of the PCM
@@ -68,8 +69,8 @@ class CodedInput : public StreamInput {
 
 // Exactly one of the two is there.
 struct OpenedInput {
-  std::unique_ptr<CodedInput> samples;  // for a player
-  std::unique_ptr<AacInput> frames;     // for the AAC decoder itself
+  std::unique_ptr<CodedInput> samples;  // for a player, or a speech codec
+  std::unique_ptr<PcmStream> sound;     // from a decoder of its own
 
   OpenedInput();
   OpenedInput(OpenedInput&&) noexcept;

@@ -7,6 +7,7 @@
 namespace orbel::tool {
 
 void RunDecode(const Options& options);
+void RunEncode(const Options& options);
 void RunPlay(const Options& options);
 void RunInfo(const Options& options);
 

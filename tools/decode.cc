@@ -5,10 +5,11 @@
 
 #include "tools/commands.h"
 #include "tools/failure.h"
-#include "tools/pcm_output.h"
+#include "tools/output_file.h"
 #include "tools/pcm_stream.h"
 #include "tools/progress.h"
 #include "tools/report.h"
+#include "tools/wav.h"
 
 namespace orbel::tool {
 namespace {
@@ -21,8 +22,13 @@ class Outputs {
 
   void Open(const PcmForm& form, std::optional<uint64_t> pcmBytes) {
     form_ = form;
+    if (WantsHeader() && form.FrameBytes() > 0xFFFF)
+      throw FailureIn(input_.Form().name, std::to_string(form.channels) +
+                                              " channels, more than a WAV file holds; use --raw");
     names_.push_back(NumberedName());
-    output_ = std::make_unique<PcmOutput>(names_.back(), WantsHeader(), input_, form, pcmBytes);
+    output_ = std::make_unique<OutputFile>(
+        names_.back(), WantsHeader() ? WavOutputHead(WavFormOf(form)) : OutputHead(), input_,
+        pcmBytes);
   }
 
   void Write(const PcmBlock& block) {
@@ -78,14 +84,14 @@ class Outputs {
   const StreamInput& input_;
   PcmForm form_;
   std::vector<std::string> names_;
-  std::unique_ptr<PcmOutput> output_;
+  std::unique_ptr<OutputFile> output_;
 };
 
 }  // namespace
 
 void RunDecode(const Options& options) {
   const auto start = std::chrono::steady_clock::now();
-  const auto stream = OpenPcmStream(options, 0);
+  const auto stream = MakePcmStream(OpenInput(options, 0));
   const StreamInput& input = stream->Input();
   const StreamForm& form = input.Form();
   uint64_t samples = 0;
@@ -95,7 +101,7 @@ void RunDecode(const Options& options) {
     Progress progress(form);
     if (const auto fixed = stream->FixedForm(); fixed && !options.null) {
       std::optional<uint64_t> pcmBytes;
-      if (form.pcmSamples) pcmBytes = *form.pcmSamples * fixed->channels * sizeof(int16_t);
+      if (form.pcmSamples) pcmBytes = *form.pcmSamples * fixed->FrameBytes();
       outputs.Open(*fixed, pcmBytes);
     }
     for (PcmBlock block; stream->Next(&block);) {

@@ -11,7 +11,7 @@ namespace orbel::tool {
 struct Format {
   const char* key;    // as --format spells it
   const char* title;  // as people call it
-  int32_t formatId;   // as PlayerOpen wants it
+  int32_t formatId;   // as PlayerOpen wants it; 0: players have no such format
   uint32_t bitsPerSample;
   int32_t grain;           // sample sizes are multiples of this many bytes
   uint8_t silence;         // what padding is made of
@@ -21,6 +21,10 @@ struct Format {
   int wavTag;              // in WAV files, or -1
 
   bool IsAac() const { return bitsPerSample == 0; }
+  // Several bytes a block without a header.
+  bool IsG726() const { return grain > 1; }
+  bool IsBsac() const { return IsAac() && formatId == 0; }
+  bool IsG711() const { return wavTag >= 0; }
 };
 
 inline constexpr uint32_t kTelephonyRate = 8000;

@@ -13,6 +13,8 @@
 namespace orbel::tool {
 namespace {
 
+constexpr int32_t kBsacObjectType = 22;
+
 struct Facts {
   uint64_t coded = 0;
   uint64_t samples = 0;
@@ -105,6 +107,15 @@ std::string ReplicationAsText(const AacFacts& aac) {
          std::to_string(t.sbrPatches) + ", headers " + std::to_string(t.sbrHeaders);
 }
 
+// "30 in each frame, all decoded"
+std::string LayersAsText(const AacFacts& aac) {
+  const std::string least = std::to_string(aac.leastLayers);
+  return (aac.leastLayers == aac.mostLayers ? least
+                                            : least + " to " + std::to_string(aac.mostLayers)) +
+         " in each frame, " +
+         (aac.modes.layers < 0 ? "all" : "up to " + std::to_string(aac.modes.layers)) + " decoded";
+}
+
 std::string AsJson(const PcmStream& stream, const Facts& facts) {
   const StreamForm& form = stream.Input().Form();
   JsonLine line;
@@ -122,6 +133,8 @@ std::string AsJson(const PcmStream& stream, const Facts& facts) {
       .Real("bitRate", facts.BitRate(), 0)
       .Real("peakDbfs", facts.level.PeakDb(), 2)
       .Real("rmsDbfs", facts.level.RmsDb(), 2);
+  TextRows unused;
+  stream.Tell(&line, &unused);
   if (const AacFacts* const aac = stream.Aac()) {
     line.Whole("objectType", static_cast<uint64_t>(aac->objectType))
         .Text("speakers", SpeakerNames(facts.form.mask))
@@ -131,9 +144,14 @@ std::string AsJson(const PcmStream& stream, const Facts& facts) {
         .Whole("parts", facts.parts)
         .Nested("windows", AsJson(Windows(aac->tools)))
         .Nested("tools", AsJson(Tools(aac->tools)));
+    if (aac->objectType == kBsacObjectType)
+      line.Nested("layers", JsonLine()
+                                .Whole("least", static_cast<uint64_t>(aac->leastLayers))
+                                .Whole("most", static_cast<uint64_t>(aac->mostLayers))
+                                .Real("decoded", aac->modes.layers, 0));
     if (aac->tools.sbrFrames > 0) line.Nested("bandReplication", ReplicationAsJson(*aac));
     if (aac->tools.psFrames > 0) line.Nested("parametricStereo", StereoAsJson(*aac));
-  } else {
+  } else if (form.sampleBytes > 0) {
     line.Whole("sampleBytes", static_cast<uint64_t>(form.sampleBytes));
   }
   return line.Texts("notes", stream.Input().Notes()).Done();
@@ -166,6 +184,7 @@ std::string AsText(const PcmStream& stream, const Facts& facts) {
     text += "  frames   " + std::to_string(aac->frames) + ", damaged " +
             std::to_string(aac->badFrames) + "\n  windows  " + AsText(Windows(aac->tools)) +
             "\n  tools    " + AsText(Tools(aac->tools)) + "\n";
+    if (aac->objectType == kBsacObjectType) text += "  layers   " + LayersAsText(*aac) + "\n";
     if (aac->tools.sbrFrames > 0) text += "  SBR      " + ReplicationAsText(*aac) + "\n";
     if (aac->tools.psFrames > 0)
       text += "  PS       " + std::to_string(aac->tools.psFrames) + " frames, level " +
@@ -174,12 +193,19 @@ std::string AsText(const PcmStream& stream, const Facts& facts) {
       text += "  streams  " + std::to_string(aac->streams) + " one after the other, in " +
               std::to_string(facts.parts) + " forms of sound\n";
   }
+  TextRows rows;
+  JsonLine unused;
+  stream.Tell(&unused, &rows);
+  for (const TextRow& row : rows) {
+    const std::string label = row.label;
+    text += "  " + label + std::string(9 - label.size(), ' ') + row.text + "\n";
+  }
   return text + "  level    peak " + Decibels(facts.level.PeakDb()) + ", RMS " +
          Decibels(facts.level.RmsDb()) + "\n";
 }
 
 void Tell(const Options& options, size_t index) {
-  const auto stream = OpenPcmStream(options, index);
+  const auto stream = MakePcmStream(OpenInput(options, index));
   Facts facts;
   PcmForm last;
   {
@@ -188,7 +214,7 @@ void Tell(const Options& options, size_t index) {
       if (facts.parts == 0) facts.form = block.form;
       if (block.form != last) ++facts.parts;
       last = block.form;
-      facts.level.Add(block.pcm);
+      facts.level.Add(block);
       facts.coded += block.codedBytes;
       facts.samples += block.Frames();
       facts.seconds += block.Seconds();
@@ -196,7 +222,7 @@ void Tell(const Options& options, size_t index) {
   }
   if (facts.parts == 0) {
     const StreamForm& form = stream->Input().Form();
-    facts.form = {form.rate, form.channels, 0};
+    facts.form = {form.rate, form.channels, 0, SampleFormat::kS16};
   }
   if (!options.json) PrintNotes(stream->Input());
   Print(options.json ? AsJson(*stream, facts) : AsText(*stream, facts));

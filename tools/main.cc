@@ -19,6 +19,8 @@ void Run(int count, const char* const* words) {
   switch (options.command) {
     case Command::kDecode:
       return RunDecode(options);
+    case Command::kEncode:
+      return RunEncode(options);
     case Command::kPlay:
       return RunPlay(options);
     case Command::kInfo:

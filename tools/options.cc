@@ -16,11 +16,15 @@ struct CommandRow {
   std::string_view name;
   Command command;
 };
-constexpr CommandRow kCommands[] = {
-    {"decode", Command::kDecode}, {"play", Command::kPlay}, {"info", Command::kInfo}};
+constexpr CommandRow kCommands[] = {{"decode", Command::kDecode},
+                                    {"encode", Command::kEncode},
+                                    {"play", Command::kPlay},
+                                    {"info", Command::kInfo}};
 
 constexpr unsigned Bit(Command command) { return 1u << static_cast<unsigned>(command); }
-constexpr unsigned kEach = Bit(Command::kDecode) | Bit(Command::kPlay) | Bit(Command::kInfo);
+// That decode.
+constexpr unsigned kReaders = Bit(Command::kDecode) | Bit(Command::kPlay) | Bit(Command::kInfo);
+constexpr unsigned kWriters = Bit(Command::kDecode) | Bit(Command::kEncode);
 
 enum class Name {
   kOutput,
@@ -34,6 +38,8 @@ enum class Name {
   kSampleBytes,
   kVolume,
   kRaw,
+  kLayer,
+  kVad,
   kJson,
   kHelp
 };
@@ -45,21 +51,23 @@ struct OptionRow {
   unsigned commands;
 };
 constexpr OptionRow kOptions[] = {
-    {"--output", Name::kOutput, "a file name", Bit(Command::kDecode)},
-    {"-o", Name::kOutput, "a file name", Bit(Command::kDecode)},
+    {"--output", Name::kOutput, "a file name", kWriters},
+    {"-o", Name::kOutput, "a file name", kWriters},
     {"--null", Name::kNull, nullptr, Bit(Command::kDecode)},
-    {"--format", Name::kFormat, "a format", kEach},
-    {"--config", Name::kConfig, "a configuration in hexadecimal digits", kEach},
-    {"--player", Name::kPlayer, nullptr, kEach},
-    {"--sbr-mode", Name::kSbrMode, "18 or 28", kEach},
-    {"--downsample", Name::kDownsample, "0 or 1", kEach},
-    {"--ps", Name::kPs, "off, 111 or 411", kEach},
-    {"--sample-bytes", Name::kSampleBytes, "a number", kEach},
+    {"--format", Name::kFormat, "a format", kReaders | kWriters},
+    {"--config", Name::kConfig, "a configuration in hexadecimal digits", kReaders},
+    {"--player", Name::kPlayer, nullptr, kReaders},
+    {"--sbr-mode", Name::kSbrMode, "18 or 28", kReaders},
+    {"--downsample", Name::kDownsample, "0 or 1", kReaders},
+    {"--ps", Name::kPs, "off, 111 or 411", kReaders},
+    {"--sample-bytes", Name::kSampleBytes, "a number", kReaders},
     {"--volume", Name::kVolume, "a number from 0 to 65535", Bit(Command::kPlay)},
     {"--raw", Name::kRaw, nullptr, Bit(Command::kDecode)},
-    {"--json", Name::kJson, nullptr, Bit(Command::kDecode) | Bit(Command::kInfo)},
-    {"--help", Name::kHelp, nullptr, kEach},
-    {"-h", Name::kHelp, nullptr, kEach},
+    {"--layer", Name::kLayer, "a number from -1 to 63", kReaders},
+    {"--vad", Name::kVad, nullptr, Bit(Command::kEncode)},
+    {"--json", Name::kJson, nullptr, kWriters | Bit(Command::kInfo)},
+    {"--help", Name::kHelp, nullptr, kReaders | kWriters},
+    {"-h", Name::kHelp, nullptr, kReaders | kWriters},
 };
 
 constexpr int32_t kMostSampleBytes = 1 << 23;
@@ -166,6 +174,12 @@ void Apply(const OptionRow& row, std::string_view value, Options* options) {
     case Name::kVolume:
       options->volume = Number(row.name, value, 0, 65535);
       break;
+    case Name::kLayer:
+      options->layers = Number(row.name, value, -1, 63);
+      break;
+    case Name::kVad:
+      options->vad = true;
+      break;
     case Name::kNull:
       options->null = true;
       break;
@@ -204,6 +218,7 @@ void CheckAacModes(const Options& options) {
   const char* const given = options.sbrMode         ? "--sbr-mode"
                             : options.sbrDownsample ? "--downsample"
                             : options.psLevel       ? "--ps"
+                            : options.layers        ? "--layer"
                                                     : nullptr;
   if (given == nullptr) return;
   if (options.player)
@@ -218,6 +233,19 @@ void CheckAacModes(const Options& options) {
                        (options.sbrMode == 28 ? "--sbr-mode 28" : "--downsample 1"));
 }
 
+void CheckEncode(const Options& options) {
+  const Format* const format = options.format;
+  if (format == nullptr || options.output.empty())
+    throw UsageFailure(format == nullptr ? "encode needs --format" : "encode needs an output: -o");
+  if (!format->IsG711() && !format->IsG726())
+    throw UsageFailure("there is no encoder for " + std::string(format->key));
+  if (options.vad && !format->IsG711())
+    throw UsageFailure("--vad is for mulaw and alaw, not for " + std::string(format->key));
+  if (options.output.ends_with(".wav") && (options.vad || !format->IsG711()))
+    throw UsageFailure("a WAV file holds mulaw or alaw without --vad, no " +
+                       std::string(options.vad ? "frames" : format->key));
+}
+
 // What only the whole line can tell.
 void Check(const Options& options) {
   const std::string command(NameOf(options.command));
@@ -229,7 +257,12 @@ void Check(const Options& options) {
   if (options.command == Command::kDecode && options.output.empty() != options.null)
     throw UsageFailure(options.null ? "-o and --null contradict each other"
                                     : "decode needs an output: -o FILE.wav, or -o - for a pipe");
+  if (options.command == Command::kEncode) return CheckEncode(options);
   CheckAacModes(options);
+  if (options.format != nullptr && options.format->IsBsac() && options.config.empty())
+    throw UsageFailure("format bsac needs --config");
+  if (options.player && options.format != nullptr && options.format->formatId == 0)
+    throw UsageFailure("a player has no format " + std::string(options.format->key));
   const bool isAac = options.format != nullptr && options.format->IsAac();
   if (options.format != nullptr && !isAac && !options.config.empty())
     throw UsageFailure("--config is for AAC, not for " + std::string(options.format->key));

@@ -3,10 +3,10 @@
 
 #include "platform/audio_output.h"
 #include "platform/sound_library.h"
-#include "tools/aac_pcm.h"
 #include "tools/coded_input.h"
 #include "tools/commands.h"
 #include "tools/failure.h"
+#include "tools/pcm_stream.h"
 #include "tools/player_stream.h"
 #include "tools/progress.h"
 #include "tools/report.h"
@@ -91,26 +91,25 @@ class Speakers {
   std::vector<int16_t> scaled_;
 };
 
-void PlayFrames(const Options& options, std::unique_ptr<AacInput> input) {
-  AacPcm stream(std::move(input), options);
-  Speakers speakers(stream.Input().Form().name, options.volume);
+void PlaySound(const Options& options, PcmStream* stream) {
+  Speakers speakers(stream->Input().Form().name, options.volume);
   {
-    Progress progress(stream.Input().Form());
-    for (PcmBlock block; stream.Next(&block); progress.Add(block.codedBytes, block.Seconds()))
+    Progress progress(stream->Input().Form());
+    for (PcmBlock block; stream->Next(&block); progress.Add(block.codedBytes, block.Seconds()))
       speakers.Play(block);
   }
   speakers.Trail();
-  PrintNotes(stream.Input());
+  PrintNotes(stream->Input());
 }
 
 }  // namespace
 
 void RunPlay(const Options& options) {
   OpenedInput input = OpenInput(options, 0);
-  if (input.samples)
+  if (input.samples && input.samples->Form().formatId != 0)
     PlaySamples(options, input.samples.get());
   else
-    PlayFrames(options, std::move(input.frames));
+    PlaySound(options, MakePcmStream(std::move(input)).get());
 }
 
 }  // namespace orbel::tool

@@ -8,24 +8,34 @@
 #include <vector>
 
 #include "tools/coded_input.h"
+#include "tools/pcm_block.h"
 
 namespace orbel::tool {
 
 // One line on standard error for each of the input's notes.
 void PrintNotes(const StreamInput& input);
 
-// Peak and power of 16-bit PCM, in decibels under full scale (32768).
+// Labelled lines of text.
+struct TextRow {
+  const char* label;  // 7 letters at most
+  std::string text;
+};
+using TextRows = std::vector<TextRow>;
+
+// Peak and power of PCM, in decibels under full scale.
 class LevelMeter {
  public:
-  void Add(std::span<const int16_t> pcm);
+  void Add(const PcmBlock& block);
   // Minus infinity for silence and for nothing.
   double PeakDb() const;
   double RmsDb() const;
 
  private:
+  void AddSixteenBits(std::span<const uint8_t> pcm);
+
   uint64_t samples_ = 0;
-  int32_t peak_ = 0;
-  double squares_ = 0;
+  double peak_ = 0;     // of full scale
+  double squares_ = 0;  // likewise
 };
 
 // One object on one line, fields in the order given.

@@ -42,11 +42,12 @@ void StereoMix::Plan(const PcmForm& form) {
 }
 
 std::span<const int16_t> StereoMix::Mix(const PcmBlock& block) {
-  if (block.form.channels <= 2) return block.pcm;
+  const std::span<const int16_t> pcm = sixteen_.Of(block.form.format, block.pcm);
+  if (block.form.channels <= 2) return pcm;
   if (block.form != form_) Plan(block.form);
   const size_t channels = form_.channels;
-  mixed_.resize(block.pcm.size() / channels * 2);
-  const int16_t* from = block.pcm.data();
+  mixed_.resize(pcm.size() / channels * 2);
+  const int16_t* from = pcm.data();
   for (size_t i = 0; i < mixed_.size(); i += 2, from += channels) {
     float left = 0;
     float right = 0;

@@ -1,18 +1,19 @@
-// Sound of any number of channels for two loudspeakers.
+// Sound of any number of channels and any format for two loudspeakers.
 #pragma once
 
 #include <cstdint>
 #include <span>
 #include <vector>
 
-#include "tools/pcm_stream.h"
+#include "tools/pcm_block.h"
 
 namespace orbel::tool {
 
-// One or two channels pass unchanged. Of more, the front ones go to their side,
+// One or two channels pass as they are. Of more, the front ones go to their side,
 // all others and the centre at -3 dB, and the low frequencies are left out; the
 // whole is scaled so that nothing clips. With no known loudspeakers, channels go
-// to the left and the right in turn. The result is valid until the next call.
+// to the left and the right in turn. The result has 16 bits and is valid until the
+// next call.
 class StereoMix {
  public:
   std::span<const int16_t> Mix(const PcmBlock& block);
@@ -24,6 +25,7 @@ class StereoMix {
   PcmForm form_;
   std::vector<float> left_;  // by channel
   std::vector<float> right_;
+  SixteenBits sixteen_;
   std::vector<int16_t> mixed_;
 };
 

@@ -62,6 +62,7 @@ void ReadFormat(InputFile* file, uint64_t size, WavHead* head) {
   head->tag = static_cast<int>(Little(&bytes[0], 2));
   head->channels = Little(&bytes[2], 2);
   head->rate = Little(&bytes[4], 4);
+  if (got >= 16) head->bits = Little(&bytes[14], 2);
   if (head->tag == kExtensibleTag && got >= 26) head->tag = static_cast<int>(Little(&bytes[24], 2));
   SkipContent(file, size - got, size);
 }
@@ -134,17 +135,22 @@ WavHead ReadWavHead(InputFile* file) {
   return head;
 }
 
-std::vector<uint8_t> MakeWavHead(uint32_t rate, uint32_t channels, uint32_t mask,
-                                 std::optional<uint64_t> dataBytes) {
-  // What follows the two bytes of the format tag in the subformat of PCM.
+WavForm WavFormOf(const PcmForm& form) {
+  return {form.format == SampleFormat::kFloat ? kWavFloat : kWavPcm, form.rate, form.channels,
+          8 * BytesOf(form.format), form.mask};
+}
+
+std::vector<uint8_t> MakeWavHead(const WavForm& form, std::optional<uint64_t> dataBytes) {
+  // What follows the two bytes of the format tag in a subformat.
   constexpr uint8_t kSubformatTail[] = {0x00, 0x00, 0x00, 0x00, 0x10, 0x00, 0x80,
                                         0x00, 0x00, 0xAA, 0x00, 0x38, 0x9B, 0x71};
-  const bool isExtensible = channels > 2;
-  const uint32_t formatBytes = isExtensible ? 40 : 16;
-  const bool known = dataBytes && *dataBytes <= kMostWavBytes;
-  const uint32_t dataSize = known ? static_cast<uint32_t>(*dataBytes) : 0xFFFFFFFFu;
-  const uint32_t riffSize = known ? dataSize + 20 + formatBytes : 0xFFFFFFFFu;
-  const uint32_t frameBytes = 2 * channels;
+  const bool isPcm = form.tag == kWavPcm;
+  const bool isExtensible = form.channels > 2 || form.bits > 16;
+  const uint32_t formatBytes = isExtensible ? 40 : isPcm ? 16 : 18;
+  const uint32_t factBytes = isPcm ? 0 : 12;  // the chunk
+  const uint32_t frameBytes = form.bits / 8 * form.channels;
+  const bool isKnown = dataBytes && *dataBytes <= kMostWavBytes;
+  const uint32_t dataSize = isKnown ? static_cast<uint32_t>(*dataBytes) : 0xFFFFFFFFu;
   std::vector<uint8_t> head;
   const auto put = [&](uint32_t value, int count) {
     for (int i = 0; i < count; ++i) head.push_back(static_cast<uint8_t>(value >> (8 * i)));
@@ -153,21 +159,28 @@ std::vector<uint8_t> MakeWavHead(uint32_t rate, uint32_t channels, uint32_t mask
     for (const char letter : id) head.push_back(static_cast<uint8_t>(letter));
   };
   name("RIFF");
-  put(riffSize, 4);
+  put(isKnown ? dataSize + dataSize % 2 + 20 + formatBytes + factBytes : dataSize, 4);
   name("WAVEfmt ");
   put(formatBytes, 4);
-  put(isExtensible ? kExtensibleTag : 1, 2);
-  put(channels, 2);
-  put(rate, 4);
-  put(rate * frameBytes, 4);
+  put(static_cast<uint32_t>(isExtensible ? kExtensibleTag : form.tag), 2);
+  put(form.channels, 2);
+  put(form.rate, 4);
+  put(form.rate * frameBytes, 4);
   put(frameBytes, 2);
-  put(16, 2);
+  put(form.bits, 2);
   if (isExtensible) {
     put(22, 2);
-    put(16, 2);
-    put(mask, 4);
-    put(1, 2);
+    put(form.bits, 2);
+    put(form.mask, 4);
+    put(static_cast<uint32_t>(form.tag), 2);
     for (const uint8_t byte : kSubformatTail) head.push_back(byte);
+  } else if (!isPcm) {
+    put(0, 2);
+  }
+  if (!isPcm) {
+    name("fact");
+    put(4, 4);
+    put(isKnown ? dataSize / frameBytes : dataSize, 4);
   }
   name("data");
   put(dataSize, 4);

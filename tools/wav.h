@@ -7,13 +7,19 @@
 #include <vector>
 
 #include "tools/input_file.h"
+#include "tools/pcm_block.h"
 
 namespace orbel::tool {
+
+// Format tags.
+inline constexpr int kWavPcm = 1;
+inline constexpr int kWavFloat = 3;
 
 struct WavHead {
   int tag = 0;
   uint32_t channels = 0;
   uint32_t rate = 0;
+  uint32_t bits = 0;                   // of a sample; 0: cut off
   uint64_t formatAt = 0;               // position of the format chunk's content
   std::optional<uint64_t> dataLength;  // empty: to the end of the input
   std::vector<std::string> notes;      // damage that could be read around
@@ -28,14 +34,22 @@ bool LooksLikeWav(InputFile* file);
 // back to data in front of the format. Throws Failure.
 WavHead ReadWavHead(InputFile* file);
 
-// The most PCM bytes whose sizes a WAV header can hold.
-inline constexpr uint64_t kMostWavBytes = 0xFFFFFFFFu - 60 - 1;
+// What a WAV file to be written holds.
+struct WavForm {
+  int tag = kWavPcm;
+  uint32_t rate = 0;
+  uint32_t channels = 0;
+  uint32_t bits = 0;
+  uint32_t mask = 0;  // which loudspeakers the channels belong to; 0: not known
+};
+WavForm WavFormOf(const PcmForm& form);
 
-// The header of 16-bit PCM. mask: which loudspeakers more than two channels
-// belong to, 0 if that is not known. Empty dataBytes, and those above
-// kMostWavBytes: both size fields are 0xFFFFFFFF, which readers take for "to the
-// end".
-std::vector<uint8_t> MakeWavHead(uint32_t rate, uint32_t channels, uint32_t mask,
-                                 std::optional<uint64_t> dataBytes);
+// The most bytes of data whose size a WAV header can hold.
+inline constexpr uint64_t kMostWavBytes = 0xFFFFFFFFu - 72 - 1;
+
+// The header; an extensible one for more than two channels or 16 bits. Empty
+// dataBytes, and those above kMostWavBytes: all sizes are 0xFFFFFFFF, which readers
+// take for "to the end". Behind an odd number of bytes of data a zero must follow.
+std::vector<uint8_t> MakeWavHead(const WavForm& form, std::optional<uint64_t> dataBytes);
 
 }  // namespace orbel::tool

@@ -375,7 +375,7 @@ TEST(Aac, RefusesClearly) {
     int code;
     const char* complaint;
   } kCases[] = {
-      {"decode noise -o o.wav", 2, "noise: not a WAV, ADTS or ADIF file; say what it holds"},
+      {"decode noise -o o.wav", 2, "noise: not a WAV, ADTS, ADIF or ALS file; say what it holds"},
       {"decode noise --format aac -o o.wav", 1, "neither ADTS nor ADIF; raw access units need"},
       {"decode units -o o.wav", 2, "units: not a WAV"},
       {"decode noise --config 1210 -o o.wav", 1,
@@ -386,6 +386,8 @@ TEST(Aac, RefusesClearly) {
       {"decode units --config 1210 --format mulaw -o o.wav", 2, "--config is for AAC"},
       {"decode empty --config 1210 -o o.wav", 1, "empty: holds no frame"},
       {"decode mp4 -o o.wav", 1, "mp4: MP4 files are not read"},
+      {"decode noise --format bsac -o o.wav", 2, "format bsac needs --config"},
+      {"decode noise --format bsac --config 1210 -o o.wav", 1, "object type 2, --format bsac 22"},
       {"decode adts --null -o o.wav", 2, "contradict"},
       {"decode adts --sample-bytes 5 --format aac -o o.wav", 2, "not for AAC"},
   };

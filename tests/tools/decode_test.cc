@@ -105,10 +105,8 @@ Pcm Expected(const std::string& options, const Bytes& coded) {
     std::transform(coded.begin(), coded.end(), std::back_inserter(pcm), MuLaw);
   else if (options.find("alaw") != std::string::npos)
     std::transform(coded.begin(), coded.end(), std::back_inserter(pcm), ALaw);
-  else if (options.find("g726-32") != std::string::npos)
-    pcm = G726(coded, 32000);
-  else if (options.find("g726-24") != std::string::npos)
-    pcm = G726(coded, 24000);
+  else if (const size_t at = options.find("g726-"); at != std::string::npos)
+    pcm = G726(coded, 1000 * std::stoi(options.substr(at + 5)));
   else
     pcm = Ima(coded, std::stoul(options.substr(options.rfind(' '))));
   return pcm;
@@ -175,6 +173,8 @@ TEST(Decode, TailsOfEveryLength) {
   } kCases[] = {{"--format mulaw --sample-bytes 160", 162, ""},
                 {"--format alaw --sample-bytes 7", 16, ""},
                 {"--format g726-32 --sample-bytes 8", 18, ""},
+                {"--format g726-16 --sample-bytes 4", 9, ""},
+                {"--format g726-40 --sample-bytes 10", 21, "ends within a block of 5 bytes"},
                 {"--format g726-24 --sample-bytes 6", 14, "ends within a block of 3 bytes"},
                 {"--format g726-24", 7, "ends within a block of 3 bytes"},
                 {"--format ima --sample-bytes 9", 20, "ends within a block header"}};
@@ -189,7 +189,8 @@ TEST(Decode, TailsOfEveryLength) {
       const ToolResult result = work.Orbel("decode in " + options + " -o o.wav");
       ASSERT_EQ(result.exitCode, 0) << what << result.err;
       ExpectWav(work.Get("o.wav"), pcm, what);
-      const bool odd = options.find("g726-24") != std::string::npos ? length % 3 != 0
+      const bool odd = options.find("g726-24") != std::string::npos   ? length % 3 != 0
+                       : options.find("g726-40") != std::string::npos ? length % 5 != 0
                        : options.find("ima") != std::string::npos
                            ? length % 9 != 0 && length % 9 <= 4
                            : false;
@@ -205,7 +206,7 @@ TEST(Decode, PipesAndSampleSizesChangeNothing) {
   const Workplace work;
   const Bytes coded = Noise(300001, 5);
   work.Put("in", coded);
-  for (const std::string format : {"mulaw", "alaw", "g726-32", "g726-24"}) {
+  for (const std::string format : {"mulaw", "alaw", "g726-32", "g726-24", "g726-16", "g726-40"}) {
     const std::string options = " --format " + format;
     const Pcm pcm = Expected(options, coded);
     ASSERT_EQ(work.Orbel("decode in -o file.wav" + options).exitCode, 0);

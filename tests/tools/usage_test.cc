@@ -9,7 +9,8 @@ namespace {
 
 TEST(Usage, HelpAndVersion) {
   const Workplace work;
-  for (const std::string words : {"--help", "decode --help", "play -h", "info --help"}) {
+  for (const std::string words :
+       {"--help", "decode --help", "encode --help", "play -h", "info --help"}) {
     const ToolResult result = work.Orbel(words);
     EXPECT_EQ(result.exitCode, 0) << words;
     EXPECT_NE(result.out.find("orbel "), std::string::npos) << words;
@@ -37,11 +38,17 @@ TEST(Usage, WrongCommandLines) {
       {"decode in --volume 3 -o o.wav", "decode has no option '--volume'"},
       {"decode in in --format mulaw -o o.wav", "takes one input"},
       {"decode in --raw=yes -o o.wav", "--raw takes no value"},
-      {"decode in -o o.wav", "in: not a WAV, ADTS or ADIF file; say what it holds with --format"},
+      {"decode in -o o.wav", "in: not a WAV, ADTS, ADIF or ALS file; say what it holds"},
       {"decode in --format mulow -o o.wav", "unknown format 'mulow'; did you mean 'mulaw'?"},
       {"decode in --format ima -o o.wav", "needs --sample-bytes"},
       {"decode in --format ima --sample-bytes 4 -o o.wav", "5 or more, not 4"},
       {"decode in --format g726-32 --sample-bytes 6 -o o.wav", "a multiple of 4, not 6"},
+      {"decode in --format g726-40 --sample-bytes 6 -o o.wav", "a multiple of 5, not 6"},
+      {"decode in --format g726-16 --player -o o.wav", "a player has no format g726-16"},
+      {"decode in --format mulaw --layer 1 -o o.wav", "--layer is for AAC, not for mulaw"},
+      {"decode in --layer 64 -o o.wav", "-1 to 63, not '64'"},
+      {"decode in --vad --format mulaw -o o.wav", "decode has no option '--vad'"},
+      {"encode in --format mulaw --volume 1 -o o.wav", "encode has no option '--volume'"},
       {"decode in --format mulaw --sample-bytes 0 -o o.wav", "not '0'"},
       {"decode in --format mulaw --sample-bytes 1x -o o.wav", "not '1x'"},
       {"decode in --format mulaw --sample-bytes 99999999999 -o o.wav", "not '99999999999'"},

@@ -1,4 +1,4 @@
-#include "tools/pcm_output.h"
+#include "tools/output_file.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -12,7 +12,6 @@
 
 #include "tools/coded_input.h"
 #include "tools/failure.h"
-#include "tools/pcm_stream.h"
 #include "tools/wav.h"
 
 namespace orbel::tool {
@@ -49,15 +48,17 @@ void WatchSignals() {
 
 }  // namespace
 
-PcmOutput::PcmOutput(const std::string& name, bool header, const StreamInput& input,
-                     const PcmForm& form, std::optional<uint64_t> pcmBytes)
+OutputHead WavOutputHead(const WavForm& form) {
+  return {[form](std::optional<uint64_t> bytes) { return MakeWavHead(form, bytes); }, kMostWavBytes,
+          true};
+}
+
+OutputFile::OutputFile(const std::string& name, OutputHead head, const StreamInput& input,
+                       std::optional<uint64_t> bytes)
     : name_(name == "-" ? "standard output" : name),
       descriptor_(STDOUT_FILENO),
-      header_(header),
-      rate_(form.rate),
-      channels_(form.channels),
-      mask_(form.mask),
-      promised_(pcmBytes) {
+      head_(std::move(head)),
+      promised_(bytes) {
   if (name != "-") {
     // Emptied only after it is known not to be the input.
     descriptor_ = open(name.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
@@ -72,62 +73,59 @@ PcmOutput::PcmOutput(const std::string& name, bool header, const StreamInput& in
     if (input.IsSameFile(descriptor_)) throw FailureIn(name_, "is the input itself");
     if (name == "-") {
       if (isatty(descriptor_) != 0)
-        throw FailureIn(name_, "is a terminal; PCM goes to a file or a pipe");
+        throw FailureIn(name_, "is a terminal; this goes to a file or a pipe");
       // Where others write as well (>>), the header is not ours to go back to.
       isFile_ = isFile_ && lseek(descriptor_, 0, SEEK_CUR) == 0 &&
                 (fcntl(descriptor_, F_GETFL) & O_APPEND) == 0;
     }
     WatchSignals();
     SetRemovable(isFile_ && name != "-" && status.st_size == 0);
-    if (header_ && isFile_ && pcmBytes && *pcmBytes > kMostWavBytes)
-      throw TooLong(name_, *pcmBytes);
+    if (isFile_ && bytes && *bytes > head_.mostBytes) throw TooLong(name_, *bytes);
     if (isFile_ && name != "-") {
       SetRemovable(true);
       if (ftruncate(descriptor_, 0) != 0) throw SystemFailure(name_, errno);
     }
-    if (header_) WriteHead(promised_);
+    WriteHead(promised_);
   } catch (...) {
     Discard();
     throw;
   }
 }
 
-PcmOutput::~PcmOutput() { Discard(); }
+OutputFile::~OutputFile() { Discard(); }
 
-void PcmOutput::SetRemovable(bool removable) {
+void OutputFile::SetRemovable(bool removable) {
   removable_ = removable;
   unfinished = removable ? name_.c_str() : nullptr;
 }
 
-void PcmOutput::Discard() {
+void OutputFile::Discard() {
   if (removable_) unlink(name_.c_str());
   SetRemovable(false);
   if (descriptor_ > STDERR_FILENO) close(descriptor_);
   descriptor_ = -1;
 }
 
-void PcmOutput::WriteHead(std::optional<uint64_t> pcmBytes) {
-  WriteBytes(MakeWavHead(rate_, channels_, mask_, pcmBytes));
+void OutputFile::WriteHead(std::optional<uint64_t> bytes) {
+  if (head_.make) WriteBytes(head_.make(bytes));
 }
 
-void PcmOutput::Write(std::span<const int16_t> pcm) {
+void OutputFile::Write(std::span<const uint8_t> bytes) {
   // A pipe's reader has been told "to the end", and may have any length.
-  if (header_ && isFile_ && written_ + pcm.size_bytes() > kMostWavBytes)
-    throw TooLong(name_, written_ + pcm.size_bytes());
-  const auto* bytes = reinterpret_cast<const uint8_t*>(pcm.data());
-  written_ += pcm.size_bytes();
-  if (kept_.empty() && pcm.size_bytes() >= kKeptBytes / 2)
-    return WriteBytes({bytes, pcm.size_bytes()});
-  kept_.insert(kept_.end(), bytes, bytes + pcm.size_bytes());
+  if (isFile_ && written_ + bytes.size() > head_.mostBytes)
+    throw TooLong(name_, written_ + bytes.size());
+  written_ += bytes.size();
+  if (kept_.empty() && bytes.size() >= kKeptBytes / 2) return WriteBytes(bytes);
+  kept_.insert(kept_.end(), bytes.begin(), bytes.end());
   if (kept_.size() >= kKeptBytes) Flush();
 }
 
-void PcmOutput::Flush() {
+void OutputFile::Flush() {
   WriteBytes(kept_);
   kept_.clear();
 }
 
-void PcmOutput::WriteBytes(std::span<const uint8_t> bytes) {
+void OutputFile::WriteBytes(std::span<const uint8_t> bytes) {
   while (!bytes.empty()) {
     const ssize_t now = write(descriptor_, bytes.data(), bytes.size());
     if (now >= 0) {
@@ -141,9 +139,11 @@ void PcmOutput::WriteBytes(std::span<const uint8_t> bytes) {
   }
 }
 
-void PcmOutput::Finish() {
+void OutputFile::Finish() {
+  const bool isTold = isFile_ || promised_ == written_;
+  if (head_.pads && isTold && written_ % 2 != 0) kept_.push_back(0);
   Flush();
-  if (header_ && isFile_ && promised_ != written_) {
+  if (head_.make && isFile_ && promised_ != written_) {
     if (lseek(descriptor_, 0, SEEK_SET) < 0) throw SystemFailure(name_, errno);
     WriteHead(written_);
     lseek(descriptor_, 0, SEEK_END);
