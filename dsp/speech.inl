@@ -96,6 +96,13 @@ static inline int16_t UpperRounded(int32_t v, bool* saturated) {
 // 12 for coefficients with 12 fraction bits, 13 with 13.
 static inline bool IsFilterScale(int32_t scale) { return scale == 12 || scale == 13; }
 
+// Sums of products with these coefficients stay within 32 bits at every step.
+static inline bool HasShortSums(const int16_t* filter, int order) {
+  int32_t magnitude = 0;
+  for (int j = 0; j <= order; ++j) magnitude += filter[j] < 0 ? -filter[j] : filter[j];
+  return magnitude <= INT16_MAX;
+}
+
 int32_t dspSynthesis_16s(const int16_t* filter, const int16_t* excitation, int16_t* dst,
                          int32_t length, int32_t scale, const int16_t* memory) {
   if (filter == nullptr || excitation == nullptr || dst == nullptr || memory == nullptr) {
@@ -108,11 +115,19 @@ int32_t dspSynthesis_16s(const int16_t* filter, const int16_t* excitation, int16
   int16_t past[kOrder];
   for (int j = 0; j < kOrder; ++j) past[j] = memory[kOrder - 1 - j];
   bool saturated = false;
+  const bool hasShortSums = HasShortSums(filter, kOrder);
   for (int32_t i = 0; i < length; ++i) {
-    int32_t sum = DoubleProduct(excitation[i], filter[0], &saturated);
-    for (int j = 1; j <= kOrder; ++j) {
-      const int32_t product = DoubleProduct(filter[j], past[j - 1], &saturated);
-      sum = Saturate32(int64_t{sum} - product, &saturated);
+    int32_t sum = 0;
+    if (hasShortSums) {
+      // The newest past output, which is late, comes last.
+      for (int j = kOrder; j >= 1; --j) sum -= filter[j] * past[j - 1];
+      sum = 2 * (sum + excitation[i] * filter[0]);
+    } else {
+      sum = DoubleProduct(excitation[i], filter[0], &saturated);
+      for (int j = 1; j <= kOrder; ++j) {
+        const int32_t product = DoubleProduct(filter[j], past[j - 1], &saturated);
+        sum = Saturate32(int64_t{sum} - product, &saturated);
+      }
     }
     const int16_t out = UpperRounded(ShiftLeft(sum, 15 - scale, &saturated), &saturated);
     for (int j = kOrder - 1; j > 0; --j) past[j] = past[j - 1];

@@ -34,24 +34,24 @@ void AddClass(ClassEntry* entry) noexcept {
   }
 }
 
+}  // namespace orbel
+
+extern "C" {
+
 HRESULT CoCreateInstance(const GUID& classId, IUnknown* outer, uint32_t context, const GUID& iid,
                          void** object) noexcept {
   if (object == nullptr) return E_POINTER;
   *object = nullptr;
-  if (threadState.count == 0) return CO_E_NOTINITIALIZED;
-  if ((context & kInProcessServer) == 0) return REGDB_E_CLASSNOTREG;
-  for (const ClassEntry* entry = classes.load(std::memory_order_acquire); entry != nullptr;
-       entry = entry->next) {
+  if (orbel::threadState.count == 0) return CO_E_NOTINITIALIZED;
+  if ((context & orbel::kInProcessServer) == 0) return REGDB_E_CLASSNOTREG;
+  for (const orbel::ClassEntry* entry = orbel::classes.load(std::memory_order_acquire);
+       entry != nullptr; entry = entry->next) {
     if (entry->classId != classId) continue;
     if (outer != nullptr) return CLASS_E_NOAGGREGATION;
     return entry->create(iid, object);
   }
   return REGDB_E_CLASSNOTREG;
 }
-
-}  // namespace orbel
-
-extern "C" {
 
 int32_t CoInitializeEx(void* reserved, uint32_t model) noexcept {
   using orbel::threadState;

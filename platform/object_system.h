@@ -1,30 +1,21 @@
 // The object system: reference counts, class identifiers, creation by class.
 //
 // CoInitializeEx, CoUninitialize, CoTaskMemAlloc and CoTaskMemFree, which C
-// hosts call too, are declared in orbel/player.h.
+// hosts call too, are declared in orbel/player.h, CoCreateInstance in
+// orbel/registration.h.
 #pragma once
 
 #include <atomic>
 #include <cstdint>
 #include <utility>
 
-#include "orbel/media_object.h"
+#include "orbel/registration.h"
 
 namespace orbel {
 
 // Where an object may run. Only in-process servers exist here; a handler bit
 // beside it is accepted.
-enum : uint32_t { kInProcessServer = 1, kInProcessHandler = 2 };
-
-// Makes an object of a registered class and asks it for an interface.
-//
-// Returns S_OK with a reference in *object; CO_E_NOTINITIALIZED on a thread
-// without CoInitializeEx, REGDB_E_CLASSNOTREG for an unknown class or a
-// context without the in-process server, CLASS_E_NOAGGREGATION for an outer
-// object, E_POINTER, or what the class itself reports. *object is null after
-// a failure.
-HRESULT CoCreateInstance(const GUID& classId, IUnknown* outer, uint32_t context, const GUID& iid,
-                         void** object) noexcept;
+enum : uint32_t { kInProcessServer = ORBEL_CLSCTX_INPROC_SERVER, kInProcessHandler = 2 };
 
 // A class that CoCreateInstance can make. Lives as long as the library.
 struct ClassEntry {

@@ -23,13 +23,12 @@ enum G711Law : int32_t { kLawA = 1, kLawMu = 2 };
 enum : int32_t {
   FRAME_OK = 0,
   FRAME_ERR_ARGUMENT = -3,   // null pointer, unknown frame type
-  FRAME_ERR_NOT_READY = -4,  // the state, or its comfort noise, is not set up
+  FRAME_ERR_NOT_READY = -4,  // the state is not set up
   FRAME_ERR_BAD_KEY = -5,    // the memory is some other state's
 };
 
-// The silence side: voice activity detection and comfort noise. The codec
-// carries the pointers to these states; until they exist they are null, and
-// what needs one fails.
+// The silence side: comfort_noise.h and silence_encoder.h. Its states lie directly
+// behind the codec's, their scratch behind them.
 struct ComfortNoiseDecoderState;
 struct ComfortNoiseEncoderState;
 
@@ -37,7 +36,7 @@ inline constexpr uint32_t kG711DecoderKey = 0xDEC711;
 inline constexpr uint32_t kG711EncoderKey = 0xECD711;
 
 struct G711DecoderState {
-  int32_t stateSize;  // bytes; above 0 once initialised
+  int32_t stateSize;  // bytes, with the comfort noise state; above 0 once initialised
   uint32_t key;
   int32_t reserved;
   int32_t law;
@@ -69,9 +68,16 @@ struct G711Handle {
   };
 };
 
-// Bytes of the bank by direction; for any other direction the header alone.
+// Bytes of the bank by direction, silence state and scratch included; for any other
+// direction the header alone.
 int32_t G711BankSize(int32_t direction);
 
+// Sets the scratch of the silence state that lies, or will lie, in a bank of
+// G711BankSize for the handle's direction. Comes before the two below.
+void G711PlaceScratch(G711Handle* handle);
+
+// Both make the state behind `state` as well, which keeps the scratch it has.
+//
 // As after speech, with silence in the history. -5 for a law that is neither of
 // the two, and the state is left as it was.
 int32_t G711DecoderInit(G711DecoderState* state, int32_t law);
@@ -84,7 +90,11 @@ int32_t G711EncoderInit(G711EncoderState* state, int32_t law, int32_t vad);
 int32_t G711DecodeFrame(G711DecoderState* state, const uint8_t* bits, int32_t frameType,
                         int16_t* pcm);
 
-// Codes `count` samples by `law`.
-void G711Compress(int32_t law, const int16_t* pcm, uint8_t* bits, int32_t count);
+// One frame of 80 samples. With vad 1 the frame may be FrameSid or FrameNoData, 2
+// bytes (those of FrameNoData are 0), and speech leaves half a frame late. Else
+// all is FrameSpeech, 80 bytes. FRAME_ERR_NOT_READY when the silence encoder
+// fails, with nothing written.
+int32_t G711EncodeFrame(G711EncoderState* state, const int16_t* pcm, uint8_t* bits,
+                        int32_t* frameType);
 
 }  // namespace orbel

@@ -2,6 +2,7 @@
 // and in the law that they hand on.
 
 #include "speech/codec_tables.h"
+#include "speech/comfort_noise.h"
 #include "speech/g711.h"
 
 namespace orbel {
@@ -47,9 +48,6 @@ int32_t GetBankSizes(const SpeechCodecOptions* options, SpeechMemBank* banks) {
   return SPEECH_OK;
 }
 
-// There is no silence encoder in the bank, so an encoder can't run with vad.
-bool AsksForSilenceCoding(int32_t direction, int32_t vad) { return direction == 0 && vad == 1; }
-
 int32_t MakeState(G711Handle* handle) {
   switch (handle->direction) {
     case 0:
@@ -57,6 +55,7 @@ int32_t MakeState(G711Handle* handle) {
       return SPEECH_OK;
     case 1:
       G711DecoderInit(&handle->decoder, handle->law);
+      handle->decoder.comfortNoise->postFilter = handle->postFilter;
       return SPEECH_OK;
     default:
       return SPEECH_ERR_FAILED;
@@ -75,9 +74,8 @@ int32_t Init(const SpeechCodecOptions* options, const SpeechMemBank* banks, void
   g711->postFilter = options->modes.postFilter;
   g711->vad = options->modes.vad;
   g711->law = kLaw;
-  const int32_t status = MakeState(g711);
-  if (AsksForSilenceCoding(g711->direction, g711->vad)) return SPEECH_ERR_FAILED;
-  return status;
+  G711PlaceScratch(g711);
+  return MakeState(g711);
 }
 
 template <G711Law kLaw>
@@ -85,7 +83,6 @@ int32_t Reinit(const SpeechCodecModes* modes, void* handle) {
   if (modes == nullptr) return SPEECH_ERR_NULL_ARGUMENT;
   if (handle == nullptr) return SPEECH_ERR_BAD_HANDLE;
   auto* g711 = static_cast<G711Handle*>(handle);
-  if (AsksForSilenceCoding(g711->direction, modes->vad)) return SPEECH_ERR_FAILED;
   g711->vad = modes->vad;
   g711->postFilter = modes->postFilter;
   g711->law = kLaw;
@@ -97,7 +94,6 @@ int32_t Control(const SpeechCodecModes* modes, void* handle) {
   if (modes == nullptr) return SPEECH_ERR_NULL_ARGUMENT;
   if (handle == nullptr) return SPEECH_ERR_BAD_HANDLE;
   auto* g711 = static_cast<G711Handle*>(handle);
-  if (AsksForSilenceCoding(g711->direction, modes->vad)) return SPEECH_ERR_FAILED;
   g711->vad = modes->vad;
   g711->postFilter = modes->postFilter;
   g711->law = kLaw;
@@ -105,8 +101,9 @@ int32_t Control(const SpeechCodecModes* modes, void* handle) {
     g711->encoder.vad = modes->vad;
     return SPEECH_OK;
   }
-  // A decoder's comfort noise, where there is one, would take postFilter here.
-  return g711->direction == 1 ? SPEECH_OK : SPEECH_ERR_FAILED;
+  if (g711->direction != 1) return SPEECH_ERR_FAILED;
+  g711->decoder.comfortNoise->postFilter = modes->postFilter;
+  return SPEECH_OK;
 }
 
 int32_t Encode(void* handle, SpeechPcmStream* pcm, SpeechBitstream* bits) {
@@ -121,12 +118,11 @@ int32_t Encode(void* handle, SpeechPcmStream* pcm, SpeechBitstream* bits) {
   }
   auto* g711 = static_cast<G711Handle*>(handle);
   if (pcm->data == nullptr || bits->data == nullptr) return SPEECH_ERR_NULL_ARGUMENT;
-  if (g711->direction != 0 || g711->encoder.vad == 1) return SPEECH_ERR_FAILED;
-
-  G711Compress(g711->encoder.frameLaw, pcm->data, bits->data, kG711FrameSamples);
-  bits->frameType = FrameSpeech;
+  if (g711->direction != 0) return SPEECH_ERR_FAILED;
+  if (G711EncodeFrame(&g711->encoder, pcm->data, bits->data, &bits->frameType) != FRAME_OK)
+    return SPEECH_ERR_FAILED;
   bits->bitRate = pcm->bitRate;
-  bits->byteCount = kG711FrameBytes;
+  bits->byteCount = bits->frameType == FrameSpeech ? kG711FrameBytes : kG711SidBytes;
   pcm->byteCount = kG711PcmBytes;
   return SPEECH_OK;
 }

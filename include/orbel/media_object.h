@@ -324,7 +324,7 @@ struct IMediaObject {
 extern "C" {
 #endif
 
-/* The class factory (IClassFactory) of CLSID_audiodecoder. Needs no
+/* The class factory (IClassFactory) of one of the two decoders. Needs no
  * initialised thread. CLASS_E_CLASSNOTAVAILABLE for another class,
  * E_POINTER, E_NOINTERFACE. */
 ORBEL_API HRESULT DllGetClassObject(ORBEL_REFGUID classId, ORBEL_REFGUID iid,
