@@ -8,7 +8,7 @@ namespace orbel {
 namespace {
 
 constexpr uint32_t kPolynomial = 0xEDB88320U;
-constexpr int kSlices = 8;
+constexpr int kSlices = 16;
 constexpr uint64_t kChunk = 1536;  // a multiple of every sample width
 
 using Table = std::array<std::array<uint32_t, 256>, kSlices>;
@@ -34,14 +34,14 @@ constexpr Table kTable = MakeTable();
 }  // namespace
 
 uint32_t AlsCrc(uint32_t crc, const uint8_t* bytes, uint64_t size) {
-  for (; size >= 8; bytes += 8, size -= 8) {
-    uint32_t low, high;
-    std::memcpy(&low, bytes, sizeof low);
-    std::memcpy(&high, bytes + 4, sizeof high);
-    low ^= crc;
-    crc = kTable[7][low & 0xFF] ^ kTable[6][(low >> 8) & 0xFF] ^ kTable[5][(low >> 16) & 0xFF] ^
-          kTable[4][low >> 24] ^ kTable[3][high & 0xFF] ^ kTable[2][(high >> 8) & 0xFF] ^
-          kTable[1][(high >> 16) & 0xFF] ^ kTable[0][high >> 24];
+  for (; size >= kSlices; bytes += kSlices, size -= kSlices) {
+    uint64_t words[2];
+    std::memcpy(words, bytes, sizeof words);
+    words[0] ^= crc;
+    crc = 0;
+    // Those that wait for the checksum so far come last.
+    for (int i = kSlices - 1; i >= 0; --i)
+      crc ^= kTable[kSlices - 1 - i][words[i / 8] >> (8 * (i % 8)) & 0xFF];
   }
   for (; size > 0; ++bytes, --size) crc = (crc >> 8) ^ kTable[0][(crc ^ *bytes) & 0xFF];
   return crc;

@@ -90,11 +90,23 @@ void WriteSamples(const AlsState& state, int32_t samples, uint8_t* output) {
   }
 }
 
+// Two channels of 16 bits, which most streams have.
+void WriteStereo(const AlsState& state, int32_t samples, uint8_t* output) {
+  const int32_t* first = AlsChannel(state, state.position[0]);
+  const int32_t* second = AlsChannel(state, state.position[1]);
+  for (int32_t n = 0; n < samples; ++n) {
+    const uint32_t pair =
+        static_cast<uint32_t>(second[n]) << 16 | (static_cast<uint32_t>(first[n]) & 0xFFFF);
+    std::memcpy(output + 4 * static_cast<int64_t>(n), &pair, sizeof pair);
+  }
+}
+
 void WriteIntegers(const AlsState& state, int32_t samples, uint8_t* output) {
   switch (state.config.resolution) {
     case 0:
       return WriteSamples<1>(state, samples, output);
     case 1:
+      if (state.config.channels == 2) return WriteStereo(state, samples, output);
       return WriteSamples<2>(state, samples, output);
     case 2:
       return WriteSamples<3>(state, samples, output);

@@ -10,18 +10,19 @@ namespace orbel {
 namespace {
 
 constexpr int32_t kCodeBits = 18;
+constexpr uint32_t kCodeMask = (1U << kCodeBits) - 1;
 constexpr uint32_t kCodeHalf = 1U << (kCodeBits - 1);
-constexpr uint32_t kCodeQuarter = 1U << (kCodeBits - 2);
 constexpr int32_t kFrequencyBits = 14;
 constexpr int32_t kTableShift = 5;  // the finest tables are those of delta 0
 
 // How the values of a sub-block are split into a symbol and low bits.
 struct Split {
   const uint16_t* frequencies;
+  const AlsSearchStarts* starts;
   int32_t delta;    // the table is looked at in steps of 2^delta
   int32_t lowBits;  // k
   int32_t tail;     // the symbol behind which a Rice code follows
-  int32_t span;     // symbols of either sign, together
+  int32_t span;     // what the values behind the tail are moved by
 };
 
 Split SplitOf(const AlsCode& code, int32_t part, int32_t length) {
@@ -31,6 +32,7 @@ Split SplitOf(const AlsCode& code, int32_t part, int32_t length) {
   const int32_t sx = code.distribution[part];
   Split split = {};
   split.frequencies = kAlsFrequencies[sx];
+  split.starts = &kAlsSearchStarts[sx];
   split.lowBits = std::max(0, s - b);
   split.delta = kTableShift - s + split.lowBits;
   split.tail = kAlsTailCodes[sx][split.delta];
@@ -56,13 +58,16 @@ class Coder {
  private:
   int32_t One(const Split& split) {
     const uint32_t range = high_ - low_ + 1;
-    const uint64_t target = (uint64_t{value_ - low_ + 1} << kFrequencyBits) - 1;
-    // The tables fall to 0, where the search ends at the latest.
-    int32_t j = 1;
-    while (uint64_t{split.frequencies[j << split.delta]} * range > target) ++j;
-    const uint32_t upper = Scale(range, split.frequencies[(j - 1) << split.delta]);
-    high_ = low_ + upper - 1;
-    low_ += Scale(range, split.frequencies[j << split.delta]);
+    const uint32_t target =
+        static_cast<uint32_t>((uint64_t{value_ - low_ + 1} << kFrequencyBits) - 1) / range;
+    const uint16_t* frequencies = split.frequencies;
+    const int32_t delta = split.delta;
+    // The frequencies fall to 0, where the search ends at the latest.
+    const int32_t start = (*split.starts)[target >> kAlsSearchShift];
+    int32_t j = std::max(1, (start + (1 << delta) - 1) >> delta);
+    while (frequencies[j << delta] > target) ++j;
+    high_ = low_ + Scale(range, frequencies[(j - 1) << delta]) - 1;
+    low_ += Scale(range, frequencies[j << delta]);
     Normalise();
     return j - 1;
   }
@@ -72,24 +77,20 @@ class Coder {
   }
 
   void Normalise() {
-    for (;;) {
-      if (high_ >= kCodeHalf) {
-        uint32_t drop = 0;
-        if (low_ >= kCodeHalf) {
-          drop = kCodeHalf;
-        } else if (low_ >= kCodeQuarter && high_ < kCodeHalf + kCodeQuarter) {
-          drop = kCodeQuarter;
-        } else {
-          return;
-        }
-        low_ -= drop;
-        high_ -= drop;
-        value_ -= drop;
-      }
-      low_ *= 2;
-      high_ = 2 * high_ + 1;
-      value_ = 2 * value_ + bits_->Get(1);
-    }
+    // Leading bits that both ends have in common are settled.
+    const int32_t settled =
+        std::min(std::countl_zero((low_ ^ high_) << (32 - kCodeBits)), kCodeBits);
+    const uint32_t ones = (1U << settled) - 1;
+    low_ = low_ << settled & kCodeMask;
+    high_ = (high_ << settled | ones) & kCodeMask;
+    value_ = (value_ << settled | bits_->Get(settled)) & kCodeMask;
+    // Then those where the ends come close from both sides of the middle.
+    const int32_t close = std::countl_one((low_ & ~high_) << (33 - kCodeBits));
+    if (close == 0) return;
+    const uint32_t gap = kCodeHalf * ((1U << close) - 1);
+    low_ = (low_ << close) - gap;
+    high_ = (high_ << close | ((1U << close) - 1)) - gap;
+    value_ = (value_ << close | bits_->Get(close)) - gap;
   }
 
   AlsBits* bits_;

@@ -52,6 +52,7 @@ void PredictRest(const AlsState& state, int32_t order, int32_t* samples, int32_t
 
 // All but the low bits are predicted: those of the past are put aside.
 void PredictShifted(const AlsState& state, const AlsBlock& block, int32_t* samples) {
+  if (block.order == 0) return;
   int32_t* past = samples - block.order;
   const auto bytes = static_cast<size_t>(block.order) * sizeof *past;
   std::memcpy(state.saved, past, bytes);

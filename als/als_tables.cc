@@ -1,5 +1,7 @@
 #include "als/als_tables.h"
 
+#include <cstddef>
+
 namespace orbel {
 
 // Table "Rice code parameters and offsets of the quantised coefficients": columns are
@@ -339,10 +341,27 @@ constexpr uint16_t kFrequencies15[] = {
 
 }  // namespace
 
-const uint16_t* const kAlsFrequencies[kAlsDistributions] = {
+constexpr const uint16_t* kAlsFrequencies[kAlsDistributions] = {
     kFrequencies0,  kFrequencies1,  kFrequencies2,  kFrequencies3,  kFrequencies4,  kFrequencies5,
     kFrequencies6,  kFrequencies7,  kFrequencies8,  kFrequencies9,  kFrequencies10, kFrequencies11,
     kFrequencies12, kFrequencies13, kFrequencies14, kFrequencies15,
 };
+
+namespace {
+
+constexpr std::array<AlsSearchStarts, kAlsDistributions> MakeSearchStarts() {
+  std::array<AlsSearchStarts, kAlsDistributions> starts = {};
+  for (std::size_t sx = 0; sx < starts.size(); ++sx)
+    for (std::size_t i = 0; i < starts[sx].size(); ++i) {
+      std::size_t place = 0;
+      while (kAlsFrequencies[sx][place] >= (i + 1) << kAlsSearchShift) ++place;
+      starts[sx][i] = static_cast<uint8_t>(place);
+    }
+  return starts;
+}
+
+}  // namespace
+
+const std::array<AlsSearchStarts, kAlsDistributions> kAlsSearchStarts = MakeSearchStarts();
 
 }  // namespace orbel

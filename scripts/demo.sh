@@ -1,6 +1,6 @@
 #!/bin/sh
 # demo.sh BUILD_DIR: decodes every sample into out/*.wav with the tool of that
-# build and prints a table. The times are the tool's own, from opening a file to
+# build and prints a table, then codes one with silence coding. The times are the tool's own, from opening a file to
 # closing the decoded one.
 set -eu
 cd "$(dirname "$0")/.."
@@ -25,4 +25,9 @@ while read -r file options; do
     "$(field timesRealTime "$done" | cut -d. -f1)" \
     "$(field peakDbfs "$facts")" "$(field rmsDbfs "$facts")"
 done <samples/list.txt
+saved=$("$orbel" encode out/porch-mulaw.wav --format mulaw --vad -o out/porch.orbv --json)
+"$orbel" decode out/porch.orbv -o out/porch-vad.wav
+echo "Silence coding of porch-mulaw.wav saved $(field savedBytes "$saved") of" \
+  "$(field samples "$saved") bytes, with $(field speech "$saved") frames of"
+echo "speech, $(field silence "$saved") descriptors and $(field nothing "$saved") frames not sent."
 echo "The decoded sound is in out/: 16-bit PCM. Levels are in dB under full scale."

@@ -1,7 +1,7 @@
 #include "tools/als_pcm.h"
 
 #include <algorithm>
-#include <cstring>
+#include <utility>
 
 #include "aac/stream_headers.h"
 #include "als/als_decoder.h"
@@ -14,6 +14,7 @@ namespace {
 constexpr uint8_t kMagic[] = {'A', 'L', 'S', 0};
 constexpr size_t kFirstWindow = 1 << 20;
 constexpr size_t kMostWindow = size_t{1} << 30;  // of a configuration, a frame or a unit
+constexpr size_t kUsualRoom = size_t{16} << 20;
 constexpr size_t kUnitHeadBytes = 4;
 // Nothing marks where frames start, so many bad ones in a row are the end.
 constexpr int kMostBad = 8;
@@ -179,6 +180,7 @@ AlsPcm::AlsPcm(std::unique_ptr<InputFile> file, std::span<const uint8_t> config)
                     std::to_string(config_.channels) + " channels in frames of " +
                         std::to_string(config_.frameLength) + " samples are too much to decode");
   form_ = FormOf(config_);
+  counted_ = input_->Position();
   input_->SetForm(form_);
   OpenDecoder(config);
 }
@@ -201,7 +203,11 @@ void AlsPcm::OpenDecoder(std::span<const uint8_t> config) {
   if (status != UMC::UMC_OK)
     throw FailureIn(input_->Form().name,
                     "the decoder refuses the stream (status " + std::to_string(status) + ")");
-  room_.resize(static_cast<size_t>(form_.FrameBytes()) * static_cast<size_t>(config_.frameLength));
+  // A frame, or all that a damaged one takes along, so that silence fills the gap.
+  const size_t frame =
+      static_cast<size_t>(form_.FrameBytes()) * static_cast<size_t>(config_.frameLength);
+  const auto frames = static_cast<size_t>(std::max(config_.randomAccess, 1));
+  room_.resize(std::max(frame, std::min(frames * frame, kUsualRoom)));
 }
 
 // Gives the decoder as much room as it asks for.
@@ -236,10 +242,12 @@ bool AlsPcm::Next(PcmBlock* block) {
                       "the decoder gives up (status " + std::to_string(status) + ")", position);
     const size_t made = out_.GetDataSize();
     if (status != UMC::UMC_OK && badFrames_++ == 0) firstBad_ = position;
-    badInARow_ = status == UMC::UMC_OK ? 0 : taken == 0 ? kMostBad : badInARow_ + 1;
+    good_ = good_ || (status == UMC::UMC_OK && made > 0);
+    badInARow_ = taken == 0 ? kMostBad : status == UMC::UMC_OK ? 0 : badInARow_ + 1;
     if (made == 0) continue;
     samples_ += made / form_.FrameBytes();
-    *block = {std::span(room_).first(made), form_, position, taken};
+    const uint64_t coded = input_->Position() - std::exchange(counted_, input_->Position());
+    *block = {std::span(room_).first(made), form_, position, coded};
     return true;
   }
   if (!finished_) Finish();
@@ -258,6 +266,8 @@ int32_t AlsPcm::Checksum() const {
 
 void AlsPcm::Finish() {
   finished_ = true;
+  if (!good_ && config_.samples != 0)
+    throw FailureAt(input_->Form().name, "none of its frames can be decoded", firstBad_);
   if (badFrames_ > 0)
     input_->Note(
         "damaged, silent where they were: frames " + std::to_string(badFrames_) + ", the first",

@@ -46,9 +46,11 @@ class AlsPcm final : public PcmStream {
   UMC::AudioData out_;
   std::vector<uint8_t> room_;
   uint64_t samples_ = 0;  // per channel, so far
+  uint64_t counted_ = 0;  // position up to which blocks have counted the coded bytes
   uint64_t badFrames_ = 0;
   int badInARow_ = 0;
   uint64_t firstBad_ = 0;
+  bool good_ = false;  // a frame was
   bool finished_ = false;
 };
 

@@ -164,12 +164,12 @@ TEST(CodecClass, TellsWhatItKnows) {
   UMC::BaseCodecParams plain;
   EXPECT_EQ(session.decoder.SetParams(&plain), UMC::UMC_ERR_NULL_PTR);
   EXPECT_EQ(session.decoder.SetParams(&info), UMC::UMC_OK);
-  // Band replication and lossless streams are for later versions.
+  // A lossless configuration that does not parse, and one that has not ended.
   Session other;
   EXPECT_EQ(other.Init({0xF9, 0x08, 0x00}), UMC::UMC_ERR_INIT);
   Bytes als = {'A', 'L', 'S', 0, 1, 2, 3, 4, 5, 6, 7, 8};
   ASSERT_EQ(other.Init(), UMC::UMC_OK);
-  EXPECT_EQ(other.Get(&als), UMC::UMC_ERR_UNSUPPORTED);
+  EXPECT_EQ(other.Get(&als), UMC::UMC_ERR_NOT_ENOUGH_DATA);
 }
 
 TEST(CodecClass, WritesNothingOutsideTheRoomGiven) {
