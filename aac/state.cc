@@ -69,7 +69,7 @@ void AACDecoderStateReset(AACDecoderState* state) {
     std::memset(overlap, 0, kFrameLength * sizeof(float));
   std::memset(state->prevWindowShape, 0, sizeof state->prevWindowShape);
   std::memset(state->sbrChannelUsed, 0, sizeof state->sbrChannelUsed);
-  state->psReady = 0;
+  if (state->psReady != 0) PsRestart(state->psState);
   PassPsLevel(state);
   ClearObjectTypeState(state);
 }

@@ -11,7 +11,6 @@ DSP_KERNELS(DSP_DECLARE_VARIANT)
 #include "dsp/g711.inl"
 #include "dsp/g726.inl"
 #include "dsp/prediction.inl"
-#include "dsp/ps.inl"
 #include "dsp/sbr.inl"
 #include "dsp/spectrum.inl"
 #include "dsp/speech.inl"
@@ -21,4 +20,5 @@ DSP_KERNELS(DSP_DECLARE_VARIANT)
 #include "dsp/vlc.inl"
 
 // With what transform.inl has.
+#include "dsp/ps.inl"
 #include "dsp/qmf.inl"
