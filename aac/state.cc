@@ -75,7 +75,7 @@ void AACDecoderStateReset(AACDecoderState* state) {
 }
 
 void ClearObjectTypeState(AACDecoderState* state) {
-  if (state->audioObjectType == kObjectLtp) {
+  if (HasLongTermPrediction(state->audioObjectType)) {
     std::memset(state->ltpHistory, 0, sizeof state->ltpHistory);
     std::memset(state->ltpWork, 0, sizeof state->ltpWork);
   } else if (state->audioObjectType == kObjectSsr) {

@@ -1,6 +1,7 @@
 #include "aac/tool_memory.h"
 
 #include <algorithm>
+#include <new>
 
 #include "aac/code_tables.h"
 #include "dsp/primitives.h"
@@ -13,6 +14,7 @@ namespace orbel {
 namespace {
 
 constexpr int32_t kBsacStateSize = 51856;
+static_assert(sizeof(BsacState) <= kBsacStateSize);
 constexpr int32_t kFilterbankSpare = 10;
 constexpr int32_t kPsWorkLeast = 2400;
 constexpr int32_t kAreaAlignment = 32;
@@ -73,7 +75,7 @@ void PlaceSbrAreas(AACDecoderState* state) {
 int32_t QueryToolMemory(AACDecoderState* state, int32_t objectType, uint8_t* memory,
                         int32_t* size) {
   const int32_t kinds =
-      objectType == kObjectLtp ? kTransformInverse | kTransformForward : kTransformInverse;
+      HasLongTermPrediction(objectType) ? kTransformInverse | kTransformForward : kTransformInverse;
   const int32_t front = objectType == kObjectBsac ? kBsacStateSize : 0;
   int32_t bankSize = 0;
   if (FilterbankInit(&state->filterbankSpec, nullptr, kinds, objectType, &bankSize) != 0) return -1;
@@ -84,6 +86,7 @@ int32_t QueryToolMemory(AACDecoderState* state, int32_t objectType, uint8_t* mem
   if (memory == nullptr) return 0;
   if (FilterbankInit(&state->filterbankSpec, memory + front, kinds, objectType, &bankSize) != 0)
     return -1;
+  if (objectType == kObjectBsac) state->bsacState = new (memory) BsacState{};
   if (objectType != kObjectMain) return 0;
   uint8_t* at = memory + front + bankSize + kFilterbankSpare;
   for (MainPredictorState*& predictor : state->predictors) {

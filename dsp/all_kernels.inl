@@ -6,6 +6,7 @@ DSP_KERNELS(DSP_DECLARE_VARIANT)
 
 #include "dsp/kernel_support.inl"
 
+#include "dsp/bsac.inl"
 #include "dsp/common.inl"
 #include "dsp/float_vectors.inl"
 #include "dsp/g711.inl"

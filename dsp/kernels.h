@@ -11,6 +11,7 @@
 
 #include <cstdint>
 
+#include "dsp/bsac_kernels.h"
 #include "dsp/g726_state.h"
 #include "dsp/prediction_kernels.h"
 #include "dsp/ps_kernels.h"
@@ -113,5 +114,6 @@
   DSP_PREDICTION_KERNELS(X)  \
   DSP_QMF_KERNELS(X)         \
   DSP_SBR_KERNELS(X)         \
-  DSP_PS_KERNELS(X)
+  DSP_PS_KERNELS(X)          \
+  DSP_BSAC_KERNELS(X)
 // clang-format on
