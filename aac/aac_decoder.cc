@@ -295,6 +295,8 @@ Status AACDecoder::InitFromConfiguration(MediaData* data) {
   if (m_objectType == kObjectBsac) {
     if (config.channelConfiguration == 0 || config.channelConfiguration > 7) return UMC_ERR_INIT;
     m_state->numChannels = config.channelConfiguration;
+    BsacStateInit(config.channelConfiguration, config.gaSpecificConfig.numOfSubFrame,
+                  m_state->bsacState);
   }
   m_streamKind = kStreamHeaderless;
   if (m_objectType == kObjectAls) {
@@ -528,7 +530,7 @@ Status AACDecoder::Decode(MediaData* in, MediaData* out, Frame* frame) {
     if (!units) return UMC_ERR_NOT_ENOUGH_DATA;  // the state stays locked
     frame->result = kFrameBad;
   }
-  frame->samples = m_state->frameLength * m_state->upsamplingFactor;
+  frame->samples = m_state->frameLength * m_state->upsamplingFactor * m_state->unitFrames;
   frame->rate = m_state->samplingFrequency * m_state->upsamplingFactor;
   frame->channels = m_state->numChannels;
   if (frame->result == kFrameBad && room < frame->channels * frame->samples * 2)
@@ -570,6 +572,9 @@ void AACDecoder::FillInfo() {
   m_info.suggestedInputSize = kSuggestedInput;
   m_info.suggestedOutputSize = kSuggestedOutput;
   if (m_state->audioObjectType == kObjectAls) return FillLosslessInfo();
+  if (m_state->audioObjectType == kObjectBsac)
+    m_info.suggestedOutputSize =
+        std::max(kSuggestedOutput, m_state->bsacState->subFrames * kFrameLength * 2 * 2);
   if (m_state->frameNumber == 0) return;
   m_info.input.channels = m_state->numChannels;
   m_info.input.sampleFrequency = m_state->samplingFrequency;

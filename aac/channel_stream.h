@@ -39,6 +39,11 @@ constexpr int32_t kObjectBsac = 22;
 constexpr int32_t kObjectPs = 29;
 constexpr int32_t kObjectAls = 36;
 
+// Whether frames may have long-term prediction, so that its histories are kept.
+constexpr bool HasLongTermPrediction(int32_t objectType) {
+  return objectType == kObjectLtp || objectType == kObjectBsac;
+}
+
 // gain_control_data(), as parsed. Band 0 has none; index 0 stands for band 1.
 struct GainControlData {
   int32_t max_band;

@@ -1,7 +1,7 @@
 #include "aac/code_tables.h"
 
 #include "aac/huffman_tables.h"
-#include "dsp/primitives.h"
+#include "dsp/vlc_table_set.h"
 
 namespace orbel {
 namespace {
@@ -62,52 +62,25 @@ void DescribeBook(int32_t number, Description* description) {
   }
 }
 
-struct Levels {
-  int32_t count;
-  int32_t bits[kDspVlcMaxLevels];
-};
-
 // The first level holds nearly all codes of a usual stream and stays in the cache.
-constexpr Levels kLevels[kCodeTableCount] = {
+constexpr VlcLevels kLevels[kCodeTableCount] = {
     {3, {8, 6, 5}}, {2, {9, 2}}, {2, {8, 1}}, {3, {10, 5, 4}}, {2, {10, 5}},    {2, {9, 4}},
     {2, {9, 2}},    {2, {9, 5}}, {2, {9, 3}}, {3, {10, 4, 3}}, {3, {10, 2, 2}}, {2, {11, 3}},
 };
 
-constexpr int32_t kTableRoom = 96 * 1024;
-
-class Tables {
+class Tables : public VlcTableSet<kCodeTableCount, 96 * 1024> {
  public:
   Tables() {
     Description description;
-    int32_t used = 0;
     for (int32_t i = 0; i < kCodeTableCount; ++i) {
       if (i == 0) {
         DescribeScaleFactors(&description);
       } else {
         DescribeBook(i, &description);
       }
-      const Levels& levels = kLevels[i];
-      DspVlcTable* const table = reinterpret_cast<DspVlcTable*>(memory_ + used);
-      // All is constant, so that the tests would see a refusal or a lack of room.
-      if (dspVlcGetSize(description.codes, description.count, levels.bits, levels.count,
-                        &sizes_[i]) != kDspOk ||
-          sizes_[i] > kTableRoom - used ||
-          dspVlcInit(description.codes, description.count, levels.bits, levels.count, table) !=
-              kDspOk) {
-        return;
-      }
-      tables_[i] = table;
-      used += (sizes_[i] + 63) & ~63;
+      Add(description.codes, description.count, kLevels[i]);
     }
   }
-
-  const DspVlcTable* const* Pointers() const { return tables_; }
-  int32_t Size(int32_t index) const { return sizes_[index]; }
-
- private:
-  const DspVlcTable* tables_[kCodeTableCount] = {};
-  int32_t sizes_[kCodeTableCount] = {};
-  alignas(64) uint8_t memory_[kTableRoom] = {};
 };
 
 const Tables tables;
@@ -115,7 +88,5 @@ const Tables tables;
 }  // namespace
 
 const DspVlcTable* const* CodeTables() { return tables.Pointers(); }
-
-int32_t CodeTableSize(int32_t index) { return tables.Size(index); }
 
 }  // namespace orbel

@@ -17,9 +17,6 @@ constexpr int32_t kCodeTableCount = 12;
 // kCodeTableCount pointers.
 const DspVlcTable* const* CodeTables();
 
-// Bytes of table `index`, 0 to 11.
-int32_t CodeTableSize(int32_t index);
-
 // Bits of a field of books 1 to 4, for dspVlcDecodeQuads_16s; 0 for all other books.
 inline constexpr int32_t kQuadFieldBits[16] = {0, 2, 2, 3, 3};
 

@@ -3,6 +3,7 @@
 #include "aac/individual_channel_stream.h"
 #include "aac/noise.h"
 #include "aac/stereo.h"
+#include "dsp/primitives.h"
 
 namespace orbel {
 namespace {
@@ -20,6 +21,10 @@ void Dequantize(AACDecoderState* state, IndividualChannelStream* ics, int32_t ch
 
 void LongTermPrediction(AACDecoderState* state, const IndividualChannelStream& ics, int32_t channel,
                         const TnsRecord& tns) {
+  // A second time changes nothing.
+  if (state->audioObjectType == kObjectBsac && ics.ltp_data_present != 0)
+    for (float(&history)[kMaxFrameLength] : state->ltpHistory[channel])
+      dspRoundTo16s_32f(history, history, kFrameLength);
   LtpContext* context = &state->ltpContext;
   for (int32_t i = 0; i < 3; ++i)
     context->history[i] = state->ltpHistory[channel][state->ltpHistoryIndex[i]];
@@ -35,7 +40,7 @@ void ObjectTypeTool(AACDecoderState* state, const IndividualChannelStream& ics, 
                     const TnsRecord& tns) {
   if (state->audioObjectType == kObjectMain)
     ApplyMainPrediction(state->spectrum[channel], ics, state->predictors[channel]);
-  else if (state->audioObjectType == kObjectLtp)
+  else if (HasLongTermPrediction(state->audioObjectType))
     LongTermPrediction(state, ics, channel, tns);
   else if (state->audioObjectType == kObjectSsr)
     CopyGainControl(ics, &state->gainControl[channel]);
@@ -115,7 +120,7 @@ void ChannelPairTools(AACDecoderState* state, int32_t channel) {
     TnsRecord* tns = &state->tnsData[channel + c];
     TnsPrepare(ics, tns);
     ShortWindowInterleave(ics, state->spectrum[channel + c]);
-    if (state->audioObjectType == kObjectLtp)
+    if (HasLongTermPrediction(state->audioObjectType))
       LongTermPrediction(state, ics, channel + c, *tns);
     else if (state->audioObjectType == kObjectSsr)
       CopyGainControl(ics, &state->gainControl[channel + c]);

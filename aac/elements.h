@@ -27,13 +27,17 @@ struct SingleChannelElement {
   IndividualChannelStream stream;
 };
 
+// In ms_used: the second channel's noise is the first one's with the sign turned. Only
+// ER BSAC has it.
+constexpr int32_t kMsOpposite = 2;
+
 struct ChannelPairElement {
   int32_t element_instance_tag;
   int32_t crcEnabled;
   int32_t crcValue;
   int32_t common_window;
   int32_t ms_mask_present;
-  int32_t ms_used[kMaxWindows][kMaxBands];
+  int32_t ms_used[kMaxWindows][kMaxBands];  // 0, 1, or for noise bands kMsOpposite
   IndividualChannelStream stream[2];
 };
 

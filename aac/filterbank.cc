@@ -21,7 +21,7 @@ int32_t RoundUp(int32_t size, int32_t alignment) {
   return (size + alignment - 1) / alignment * alignment;
 }
 
-// Sizes of the four specifications, 0 for those that `kinds` lacks, and the offset
+// Sizes of the four transforms' records, 0 for those that `kinds` lacks, and the offset
 // of the scratch area behind the transforms' work area.
 struct Sizes {
   int32_t inverse[2] = {};

@@ -25,7 +25,7 @@ struct FilterbankSpec {
 
 // With null `memory`, *size receives the bytes that the transforms of `kinds`
 // for `objectType` need, alignment included. With memory of that size, at any
-// 16-byte boundary, clears the spec and places the transforms. Returns 0 or -1.
+// 16-byte boundary, clears the record and places the transforms. Returns 0 or -1.
 int32_t FilterbankInit(FilterbankSpec* spec, uint8_t* memory, int32_t kinds, int32_t objectType,
                        int32_t* size);
 

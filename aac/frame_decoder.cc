@@ -231,9 +231,16 @@ void Reconstruct(AACDecoderState* state, int32_t channel, int32_t couplingCount)
   previous = shape;
 }
 
-// Long-term prediction works on whole numbers within 16 bits.
+// Long-term prediction works on whole numbers within 16 bits. ER BSAC rarely has it, and
+// rounds when it is met.
 void KeepHistory(AACDecoderState* state, int32_t channel) {
   float(*history)[kMaxFrameLength] = state->ltpHistory[channel];
+  if (state->audioObjectType == kObjectBsac) {
+    constexpr size_t kBytes = kFrameLength * sizeof(float);
+    std::memcpy(history[state->ltpHistoryIndex[1]], state->pcmFloat[channel], kBytes);
+    std::memcpy(history[state->ltpHistoryIndex[2]], state->overlap[channel], kBytes);
+    return;
+  }
   dspRoundTo16s_32f(state->pcmFloat[channel], history[state->ltpHistoryIndex[1]], kFrameLength);
   dspRoundTo16s_32f(state->overlap[channel], history[state->ltpHistoryIndex[2]], kFrameLength);
 }
@@ -263,7 +270,7 @@ void Couple(AACDecoderState* state, int32_t count, int32_t domain) {
 // From spectra to time signals. Independently switched coupling elements are
 // decoded, for their histories, and mixed into nothing.
 void Synthesize(AACDecoderState* state, int32_t couplingCount) {
-  const bool longTerm = state->audioObjectType == kObjectLtp;
+  const bool longTerm = HasLongTermPrediction(state->audioObjectType);
   if (longTerm)
     for (int32_t& index : state->ltpHistoryIndex) index = (index + 1) % 3;
   for (int32_t i = 0; i < couplingCount; ++i) {
@@ -391,6 +398,54 @@ int32_t WritePcm(int32_t* consumedBytes, int16_t* output, int32_t outputFree,
   return kFrameGood;
 }
 
+// One frame from its spectra on.
+int32_t FinishBsacFrame(int32_t* consumedBytes, int16_t* output, int32_t outputFree,
+                        AACDecoderState* state) {
+  for (int32_t i = 0; i < state->numChannels; ++i) {
+    state->channelOrder[i] = i;
+    state->outputChannels[i] = state->pcmFloat[i];
+  }
+  Synthesize(state, 0);
+  Frame frame{};
+  frame.state = state;
+  Replicate(frame);
+  state->prevNumChannels = state->numChannels;
+  if (state->tools != nullptr) ++state->tools->frames;
+  return WritePcm(consumedBytes, output, outputFree, state);
+}
+
+// An access unit of ER BSAC: its frames one behind the other, fewer where the data end with
+// one. Unlike other frames they do not wait in the state: without room for all of them
+// nothing is decoded. With one bad frame the unit is bad.
+int32_t DecodeBsacUnit(const uint8_t* data, int32_t* consumedBytes, int16_t* output,
+                       int32_t dataSize, int32_t outputFree, AACDecoderState* state) {
+  const BsacState& bsac = *state->bsacState;
+  if (bsac.channels < 1 || bsac.channels > kBsacMaxChannels) return kFrameUnsupported;
+  state->numChannels = bsac.channels;
+  const int32_t channels = WantsStereo(state) ? 2 : bsac.channels;
+  const int32_t frameBytes = channels * kFrameLength * 2;
+  if (outputFree < bsac.subFrames * frameBytes) return kFrameOutputTooSmall;
+  int32_t position = 0;
+  int32_t frames = 0;
+  while (frames < bsac.subFrames && (frames == 0 || position < dataSize)) {
+    int32_t length = 0;
+    const int32_t result = BsacFrameDecode(data + position, dataSize - position, state, &length);
+    if (result != kFrameGood) {
+      state->numChannels = channels;
+      state->unitFrames = bsac.subFrames;
+      *consumedBytes = dataSize;
+      return result;
+    }
+    FinishBsacFrame(consumedBytes, output, frameBytes, state);
+    output += channels * kFrameLength;
+    position += length;
+    ++frames;
+  }
+  state->unitFrames = frames;
+  *consumedBytes = position;
+  return kFrameGood;
+}
+
 }  // namespace
 
 int32_t DecodeRawDataBlock(const uint8_t* data, int32_t* consumedBytes, int16_t* output,
@@ -404,7 +459,9 @@ int32_t DecodeRawDataBlock(const uint8_t* data, int32_t* consumedBytes, int16_t*
   const int32_t pceMapBuilt = state->pceMapBuilt;
   const int32_t pcePresent = state->pcePresent;
   state->upsamplingFactor = 1;
-  if (state->audioObjectType == kObjectBsac) return kFrameUnsupported;
+  state->unitFrames = 1;
+  if (state->audioObjectType == kObjectBsac)
+    return DecodeBsacUnit(data, consumedBytes, output, dataSize, outputFree, state);
   Frame frame{};
   frame.state = state;
   frame.elementCount = state->elementCount;

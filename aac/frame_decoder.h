@@ -15,10 +15,10 @@ constexpr int32_t kFrameNullPointer = 5;
 constexpr int32_t kFrameOutputTooSmall = 7;  // it is decoded; the next call writes it
 constexpr int32_t kFrameUnsupported = 8;
 
-// Decodes one block from `dataSize` bytes and writes 1024 samples a channel
-// (2048 at the doubled rate) to `output`, which has room for `outputFree` bytes.
-// *consumedBytes receives how far the block reached, for a bad one where it
-// failed; this may lie behind the data. Allocates nothing.
+// Decodes one block, or one access unit of object type 22, from `dataSize` bytes and
+// writes 1024 samples a channel for each frame (2048 at the doubled rate) to `output`, which has
+// room for `outputFree` bytes. *consumedBytes receives how far the block reached, for a bad one
+// where it failed; this may lie behind the data. Allocates nothing.
 int32_t DecodeRawDataBlock(const uint8_t* data, int32_t* consumedBytes, int16_t* output,
                            int32_t dataSize, int32_t outputFree, AACDecoderState* state);
 

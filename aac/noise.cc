@@ -50,7 +50,9 @@ void ApplyNoise(const IndividualChannelStream& first, const IndividualChannelStr
         int32_t end = b + 1;
         if (books[b] == kNoiseBook && isCopy(b)) {
           const float gain = QuarterPower(ics.scaleFactors[g][b] - first.scaleFactors[g][b]);
-          dspMulC_32f(left + borders[b], gain, right + borders[b], borders[end] - borders[b]);
+          const bool opposite = ms_mask_present == 1 && ms_used[g][b] == kMsOpposite;
+          dspMulC_32f(left + borders[b], opposite ? -gain : gain, right + borders[b],
+                      borders[end] - borders[b]);
         } else if (books[b] == kNoiseBook) {
           while (end < ics.max_sfb && books[end] == kNoiseBook && !isCopy(end)) ++end;
           DrawBands(ics.scaleFactors[g] + b, borders + b, end - b, spectrum, noiseSeed);

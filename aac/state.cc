@@ -70,13 +70,13 @@ void AACDecoderStateReset(AACDecoderState* state) {
     std::memset(overlap, 0, kFrameLength * sizeof(float));
   std::memset(state->prevWindowShape, 0, sizeof state->prevWindowShape);
   std::memset(state->sbrChannelUsed, 0, sizeof state->sbrChannelUsed);
-  state->psReady = 0;
+  if (state->psReady != 0) PsRestart(state->psState);
   PassPsLevel(state);
   ClearObjectTypeState(state);
 }
 
 void ClearObjectTypeState(AACDecoderState* state) {
-  if (state->audioObjectType == kObjectLtp) {
+  if (HasLongTermPrediction(state->audioObjectType)) {
     std::memset(state->ltpHistory, 0, sizeof state->ltpHistory);
     std::memset(state->ltpWork, 0, sizeof state->ltpWork);
   } else if (state->audioObjectType == kObjectSsr) {

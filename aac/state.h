@@ -6,6 +6,7 @@
 
 #include <cstdint>
 
+#include "aac/bsac_frame.h"
 #include "aac/channel_map.h"
 #include "aac/coupling.h"
 #include "aac/elements.h"
@@ -96,6 +97,8 @@ struct AACDecoderState {
   LtpContext ltpContext;
   MainPredictorState* predictors[kMaxChannels];
   AlsState alsState;
+  BsacState* bsacState;             // in the tool memory of object type 22
+  int32_t unitFrames;               // frames in the last access unit; more than 1 in ER BSAC only
   int32_t wildScale[kMaxChannels];  // scale factors of the frame that no sane stream has
   FrameTools* tools;                // where to count what frames use, or null
 };

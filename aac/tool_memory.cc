@@ -1,6 +1,7 @@
 #include "aac/tool_memory.h"
 
 #include <algorithm>
+#include <new>
 
 #include "aac/code_tables.h"
 #include "aac/frame_decoder.h"
@@ -15,6 +16,7 @@ namespace orbel {
 namespace {
 
 constexpr int32_t kBsacStateSize = 51856;
+static_assert(sizeof(BsacState) <= kBsacStateSize);
 constexpr int32_t kFilterbankSpare = 10;
 constexpr int32_t kPsWorkLeast = 2400;
 constexpr int32_t kAreaAlignment = 32;
@@ -85,7 +87,7 @@ int32_t QueryToolMemory(AACDecoderState* state, int32_t objectType, const AlsCon
                         uint8_t* memory, int32_t* size) {
   if (objectType == kObjectAls) return QueryAlsMemory(&state->alsState, als, memory, size);
   const int32_t kinds =
-      objectType == kObjectLtp ? kTransformInverse | kTransformForward : kTransformInverse;
+      HasLongTermPrediction(objectType) ? kTransformInverse | kTransformForward : kTransformInverse;
   const int32_t front = objectType == kObjectBsac ? kBsacStateSize : 0;
   int32_t bankSize = 0;
   if (FilterbankInit(&state->filterbankSpec, nullptr, kinds, objectType, &bankSize) != 0)
@@ -98,6 +100,7 @@ int32_t QueryToolMemory(AACDecoderState* state, int32_t objectType, const AlsCon
   if (memory == nullptr) return 0;
   if (FilterbankInit(&state->filterbankSpec, memory + front, kinds, objectType, &bankSize) != 0)
     return kFrameNoMemory;
+  if (objectType == kObjectBsac) state->bsacState = new (memory) BsacState{};
   if (objectType != kObjectMain) return 0;
   uint8_t* at = memory + front + bankSize + kFilterbankSpare;
   for (MainPredictorState*& predictor : state->predictors) {

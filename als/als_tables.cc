@@ -362,6 +362,7 @@ constexpr std::array<AlsSearchStarts, kAlsDistributions> MakeSearchStarts() {
 
 }  // namespace
 
-const std::array<AlsSearchStarts, kAlsDistributions> kAlsSearchStarts = MakeSearchStarts();
+constinit const std::array<AlsSearchStarts, kAlsDistributions> kAlsSearchStarts =
+    MakeSearchStarts();
 
 }  // namespace orbel

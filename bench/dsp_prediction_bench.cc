@@ -7,14 +7,13 @@
 #include <string>
 #include <vector>
 
-#include "dsp/dispatch.h"
 #include "dsp/rows.h"
+#include "levels.h"
 
 namespace {
 
 using namespace orbel;
 
-constexpr const char* kLevelNames[kDspLevels] = {"sse2", "sse3", "ssse3", "sse41", "avx"};
 constexpr int32_t kBands = 42;
 constexpr int32_t kWidth = 16;
 constexpr int32_t kLines = kBands * kWidth;
@@ -41,18 +40,12 @@ void Predict(benchmark::State& bench, int level, bool use) {
   bench.SetItemsProcessed(bench.iterations() * kLines);
 }
 
-[[maybe_unused]] const bool kRegistered = [] {
-  dspInit();
-  for (int level = 0; level < kDspLevels; ++level) {
-    if (level == kDspLevelAvx && !dspTestFeatures(kDspAvxEnabled)) continue;
-    for (bool use : {true, false}) {
-      const std::string name =
-          std::string("dspPredictBands_32f/") + (use ? "used/" : "unused/") + kLevelNames[level];
-      benchmark::RegisterBenchmark(
-          name.c_str(), [level, use](benchmark::State& bench) { Predict(bench, level, use); });
-    }
+[[maybe_unused]] const bool kRegistered = ForEachLevel([](int level, const std::string& end) {
+  for (bool use : {true, false}) {
+    const std::string name = std::string("dspPredictBands_32f/") + (use ? "used" : "unused") + end;
+    benchmark::RegisterBenchmark(
+        name.c_str(), [level, use](benchmark::State& bench) { Predict(bench, level, use); });
   }
-  return true;
-}();
+});
 
 }  // namespace

@@ -8,16 +8,14 @@
 #include <random>
 #include <string>
 
-#include "dsp/dispatch.h"
 #include "dsp/rows.h"
+#include "levels.h"
 #include "sbr/ps.h"
 #include "sbr/ps_state.h"
 
 namespace {
 
 using namespace orbel;
-
-constexpr const char* kLevelNames[kDspLevels] = {"sse2", "sse3", "ssse3", "sse41", "avx"};
 
 struct Frame {
   Frame() {
@@ -103,22 +101,11 @@ constexpr Job kJobs[] = {
      }},
 };
 
-template <typename Body>
-void Measure(benchmark::State& state, Body body) {
-  const uint64_t start = __builtin_ia32_rdtsc();
-  for (auto _ : state) {
-    body();
-    benchmark::ClobberMemory();
-  }
-  const uint64_t took = __builtin_ia32_rdtsc() - start;
-  state.counters["ticks"] = static_cast<double>(took) / static_cast<double>(state.iterations());
-}
-
 void RunWhole(benchmark::State& state, int32_t configuration, bool hasPhases, int32_t bands) {
   const auto f = std::make_unique<Frame>();
   for (QmfRow* rows : {f->real, f->imag})
     for (int32_t n = 0; n < kQmfSlots; ++n) std::fill(rows[n] + bands, rows[n] + kQmfBands, 0.0F);
-  Measure(state, [&] {
+  MeasureTicks(state, [&] {
     std::copy(&f->real[0][0], f->real[kQmfSlots - 1] + kQmfBands, &f->leftReal[0][0]);
     std::copy(&f->imag[0][0], f->imag[kQmfSlots - 1] + kQmfBands, &f->leftImag[0][0]);
     f->Send(configuration, hasPhases);
@@ -127,21 +114,19 @@ void RunWhole(benchmark::State& state, int32_t configuration, bool hasPhases, in
 }
 
 [[maybe_unused]] const bool kRegistered = [] {
-  dspInit();
-  for (int level = 0; level < kDspLevels; ++level) {
-    if (level == kDspLevelAvx && !dspTestFeatures(kDspAvxEnabled)) continue;
+  ForEachLevel([](int level, const std::string& end) {
     for (const Job& job : kJobs) {
-      const std::string name = std::string("ps ") + job.name + "/" + kLevelNames[level];
+      const std::string name = std::string("ps ") + job.name + end;
       benchmark::RegisterBenchmark(name.c_str(), [&job, level](benchmark::State& state) {
         const auto f = std::make_unique<Frame>();
         const DspPsRows in = {f->real[0], f->imag[0], kQmfBands};
         const DspPsRows out = {f->leftReal[0], f->leftImag[0], kQmfBands};
-        Measure(state, [&] {
+        MeasureTicks(state, [&] {
           for (int half = 0; half < 2; ++half) job.run(level, f->ps, in, out);
         });
       });
     }
-  }
+  });
   const auto whole = [](const char* name, int32_t configuration, bool hasPhases, int32_t bands) {
     benchmark::RegisterBenchmark(
         name, [=](benchmark::State& state) { RunWhole(state, configuration, hasPhases, bands); });

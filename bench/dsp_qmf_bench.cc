@@ -7,14 +7,12 @@
 #include <random>
 #include <string>
 
-#include "dsp/dispatch.h"
 #include "dsp/rows.h"
+#include "levels.h"
 
 namespace {
 
 using namespace orbel;
-
-constexpr const char* kLevelNames[kDspLevels] = {"sse2", "sse3", "ssse3", "sse41", "avx"};
 
 struct Frame {
   Frame() {
@@ -40,41 +38,30 @@ constexpr Job kJobs[] = {
      }},
     {"synthesis 64",
      [](int level, Frame& f, float* imag) {
-       dspQmfSynthesis_32fRow[level](f.real, imag, 64, f.history, f.samples);
+       dspQmfSynthesis_32fRow[level](f.real, imag, 48, 64, f.history, f.samples);
      }},
     {"synthesis 32",
      [](int level, Frame& f, float* imag) {
-       dspQmfSynthesis_32fRow[level](f.real, imag, 32, f.history, f.samples);
+       dspQmfSynthesis_32fRow[level](f.real, imag, 32, 32, f.history, f.samples);
      }},
 };
 
 void RunJob(benchmark::State& state, const Job& job, bool isComplex, int level) {
   const auto frame = std::make_unique<Frame>();
-  const uint64_t start = __builtin_ia32_rdtsc();
-  for (auto _ : state) {
-    job.run(level, *frame, isComplex ? frame->imag : nullptr);
-    benchmark::ClobberMemory();
-  }
-  const uint64_t took = __builtin_ia32_rdtsc() - start;
-  state.counters["ticks"] = static_cast<double>(took) / static_cast<double>(state.iterations());
+  MeasureTicks(state, [&] { job.run(level, *frame, isComplex ? frame->imag : nullptr); });
   state.SetItemsProcessed(state.iterations() * 1024);
 }
 
-[[maybe_unused]] const bool kRegistered = [] {
-  dspInit();
-  for (int level = 0; level < kDspLevels; ++level) {
-    if (level == kDspLevelAvx && !dspTestFeatures(kDspAvxEnabled)) continue;
-    for (const Job& job : kJobs) {
-      for (bool isComplex : {true, false}) {
-        const std::string name = std::string("qmf ") + job.name +
-                                 (isComplex ? " complex/" : " real/") + kLevelNames[level];
-        benchmark::RegisterBenchmark(name.c_str(), [&job, isComplex, level](benchmark::State& s) {
-          RunJob(s, job, isComplex, level);
-        });
-      }
+[[maybe_unused]] const bool kRegistered = ForEachLevel([](int level, const std::string& end) {
+  for (const Job& job : kJobs) {
+    for (bool isComplex : {true, false}) {
+      const std::string name =
+          std::string("qmf ") + job.name + (isComplex ? " complex" : " real") + end;
+      benchmark::RegisterBenchmark(name.c_str(), [&job, isComplex, level](benchmark::State& s) {
+        RunJob(s, job, isComplex, level);
+      });
     }
   }
-  return true;
-}();
+});
 
 }  // namespace

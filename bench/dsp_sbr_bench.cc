@@ -8,14 +8,13 @@
 #include <random>
 #include <string>
 
-#include "dsp/dispatch.h"
 #include "dsp/rows.h"
+#include "levels.h"
 
 namespace {
 
 using namespace orbel;
 
-constexpr const char* kLevelNames[kDspLevels] = {"sse2", "sse3", "ssse3", "sse41", "avx"};
 constexpr int32_t kLowBands = 16;
 constexpr int32_t kHighBands = 33;
 constexpr int32_t kSlots = 32;
@@ -68,27 +67,15 @@ constexpr Job kJobs[] = {
 
 void RunJob(benchmark::State& state, const Job& job, int level) {
   const auto rows = std::make_unique<Rows>();
-  const uint64_t start = __builtin_ia32_rdtsc();
-  for (auto _ : state) {
-    job.run(level, *rows);
-    benchmark::ClobberMemory();
-  }
-  const uint64_t took = __builtin_ia32_rdtsc() - start;
-  state.counters["ticks"] = static_cast<double>(took) / static_cast<double>(state.iterations());
+  MeasureTicks(state, [&] { job.run(level, *rows); });
 }
 
-[[maybe_unused]] const bool kRegistered = [] {
-  dspInit();
-  for (int level = 0; level < kDspLevels; ++level) {
-    if (level == kDspLevelAvx && !dspTestFeatures(kDspAvxEnabled)) continue;
-    for (const Job& job : kJobs) {
-      const std::string name =
-          std::string("band replication, ") + job.name + "/" + kLevelNames[level];
-      benchmark::RegisterBenchmark(
-          name.c_str(), [&job, level](benchmark::State& state) { RunJob(state, job, level); });
-    }
+[[maybe_unused]] const bool kRegistered = ForEachLevel([](int level, const std::string& end) {
+  for (const Job& job : kJobs) {
+    const std::string name = std::string("band replication, ") + job.name + end;
+    benchmark::RegisterBenchmark(
+        name.c_str(), [&job, level](benchmark::State& state) { RunJob(state, job, level); });
   }
-  return true;
-}();
+});
 
 }  // namespace

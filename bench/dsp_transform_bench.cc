@@ -7,14 +7,13 @@
 #include <random>
 #include <string>
 
-#include "dsp/dispatch.h"
 #include "dsp/rows.h"
+#include "levels.h"
 
 namespace {
 
 using namespace orbel;
 
-constexpr const char* kLevelNames[kDspLevels] = {"sse2", "sse3", "ssse3", "sse41", "avx"};
 constexpr int32_t kFrame = 1024;
 
 struct Frame {
@@ -64,13 +63,7 @@ constexpr Job kJobs[] = {
 
 template <typename Body>
 void Measure(benchmark::State& state, Body body) {
-  const uint64_t start = __builtin_ia32_rdtsc();
-  for (auto _ : state) {
-    body();
-    benchmark::ClobberMemory();
-  }
-  const uint64_t took = __builtin_ia32_rdtsc() - start;
-  state.counters["ticks"] = static_cast<double>(took) / static_cast<double>(state.iterations());
+  MeasureTicks(state, body);
   state.SetItemsProcessed(state.iterations() * kFrame);
 }
 
@@ -95,29 +88,24 @@ void RunForward(benchmark::State& state, int32_t samples, int level) {
   });
 }
 
-[[maybe_unused]] const bool kRegistered = [] {
-  dspInit();
-  const auto add = [](const char* name, int32_t samples, int level, auto body) {
-    std::string full = std::string(name) + "/" + kLevelNames[level];
+[[maybe_unused]] const bool kRegistered = ForEachLevel([](int level, const std::string& end) {
+  const auto add = [&](const char* name, int32_t samples, auto body) {
+    std::string full = name + end;
     if (samples != 0) full.append("/").append(std::to_string(samples));
     benchmark::RegisterBenchmark(full.c_str(), body);
   };
-  for (int level = 0; level < kDspLevels; ++level) {
-    if (level == kDspLevelAvx && !dspTestFeatures(kDspAvxEnabled)) continue;
-    for (const Job& job : kJobs) {
-      for (int32_t samples : {2048, 512, 256, 64}) {
-        const int32_t length = job.transforms ? samples : 0;
-        add(job.name, length, level,
-            [&job, length, level](benchmark::State& state) { RunJob(state, job, length, level); });
-        if (length == 0) break;
-      }
-    }
-    for (int32_t samples : {2048, 256}) {
-      add("forward", samples, level,
-          [samples, level](benchmark::State& state) { RunForward(state, samples, level); });
+  for (const Job& job : kJobs) {
+    for (int32_t samples : {2048, 512, 256, 64}) {
+      const int32_t length = job.transforms ? samples : 0;
+      add(job.name, length,
+          [&job, length, level](benchmark::State& state) { RunJob(state, job, length, level); });
+      if (length == 0) break;
     }
   }
-  return true;
-}();
+  for (int32_t samples : {2048, 256}) {
+    add("forward", samples,
+        [samples, level](benchmark::State& state) { RunForward(state, samples, level); });
+  }
+});
 
 }  // namespace

@@ -15,8 +15,8 @@
 #include "aac/code_tables.h"
 #include "aac/huffman_tables.h"
 #include "aac/sampling_tables.h"
-#include "dsp/dispatch.h"
 #include "dsp/rows.h"
+#include "levels.h"
 #include "support/bit_writer.h"
 
 namespace {
@@ -137,25 +137,18 @@ void Register(const std::string& name, const std::function<void(benchmark::State
   benchmark::RegisterBenchmark(name.c_str(), run);
 }
 
-[[maybe_unused]] const bool kRegistered = [] {
-  dspInit();
-  constexpr const char* kLevelNames[kDspLevels] = {"sse2", "sse3", "ssse3", "sse41", "avx"};
-  for (int level = 0; level < kDspLevels; ++level) {
-    if (level == kDspLevelAvx && !dspTestFeatures(kDspAvxEnabled)) continue;
-    const std::string end = std::string("/") + kLevelNames[level];
-    for (int32_t book = 0; book < kCodeTableCount; ++book) {
-      Register("decode/" + std::to_string(book) + end,
-               [=](benchmark::State& state) { Decode(state, book, level); });
-    }
-    Register("decode/one" + end, [=](benchmark::State& state) { DecodeOne(state, level); });
-    Register("pow43" + end, [=](benchmark::State& state) { Dequantise(state, level, false); });
-    Register("gains" + end, [=](benchmark::State& state) { Dequantise(state, level, true); });
-    for (int32_t channels : {1, 2, 6}) {
-      Register("interleave/" + std::to_string(channels) + end,
-               [=](benchmark::State& state) { Interleave(state, level, channels); });
-    }
+[[maybe_unused]] const bool kRegistered = ForEachLevel([](int level, const std::string& end) {
+  for (int32_t book = 0; book < kCodeTableCount; ++book) {
+    Register("decode/" + std::to_string(book) + end,
+             [=](benchmark::State& state) { Decode(state, book, level); });
   }
-  return true;
-}();
+  Register("decode/one" + end, [=](benchmark::State& state) { DecodeOne(state, level); });
+  Register("pow43" + end, [=](benchmark::State& state) { Dequantise(state, level, false); });
+  Register("gains" + end, [=](benchmark::State& state) { Dequantise(state, level, true); });
+  for (int32_t channels : {1, 2, 6}) {
+    Register("interleave/" + std::to_string(channels) + end,
+             [=](benchmark::State& state) { Interleave(state, level, channels); });
+  }
+});
 
 }  // namespace

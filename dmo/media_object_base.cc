@@ -1,7 +1,5 @@
 #include "dmo/media_object_base.h"
 
-#include "dmo/module.h"
-
 namespace orbel {
 namespace {
 
@@ -22,9 +20,6 @@ HRESULT Answer(uint32_t stream, uint32_t* out, uint32_t value) {
 }
 
 }  // namespace
-
-MediaObjectBase::ModuleUse::ModuleUse() noexcept { HoldModule(); }
-MediaObjectBase::ModuleUse::~ModuleUse() { LetModuleGo(); }
 
 MediaObjectBase::MediaObjectBase(const Traits& traits) noexcept : traits_(traits) {}
 

@@ -6,6 +6,7 @@
 #include "orbel/media_object.h"
 #include "platform/critical_section.h"
 #include "platform/media_type.h"
+#include "platform/module_use.h"
 #include "platform/object_system.h"
 
 namespace orbel {
@@ -112,12 +113,6 @@ class MediaObjectBase : public IMediaObject, public IDispatch {
   bool TakesOutput(const DMO_MEDIA_TYPE& type) const noexcept;
   HRESULT HoldInput(IMediaBuffer* buffer, int64_t timestamp, int64_t timeLength) noexcept;
   HRESULT MakeOutput(uint32_t flags, DMO_OUTPUT_DATA_BUFFER* output) noexcept;
-
-  // Holds the module; declared first, so that it lets go last.
-  struct ModuleUse {
-    ModuleUse() noexcept;
-    ~ModuleUse();
-  };
 
   ModuleUse moduleUse_;
   const Traits& traits_;

@@ -1,16 +1,11 @@
 // The module's class factories and server exports.
-#include "dmo/module.h"
-
-#include <atomic>
-
 #include "dmo/aac_decoder_object.h"
 #include "dmo/audio_decoder.h"
+#include "platform/module_use.h"
 #include "platform/object_system.h"
 
 namespace orbel {
 namespace {
-
-constinit std::atomic<int64_t> moduleUses{0};
 
 class ClassFactory final : public IClassFactory {
  public:
@@ -40,9 +35,9 @@ class ClassFactory final : public IClassFactory {
   }
   HRESULT LockServer(int32_t lock) noexcept override {
     if (lock != 0)
-      HoldModule();
+      LockModule();
     else
-      LetModuleGo();
+      UnlockModule();
     return S_OK;
   }
 
@@ -67,10 +62,6 @@ __attribute__((constructor)) void AddModuleClasses() {
 
 }  // namespace
 
-void HoldModule() noexcept { moduleUses.fetch_add(1, std::memory_order_relaxed); }
-
-void LetModuleGo() noexcept { moduleUses.fetch_sub(1, std::memory_order_release); }
-
 }  // namespace orbel
 
 extern "C" {
@@ -83,8 +74,6 @@ HRESULT DllGetClassObject(const GUID& classId, const GUID& iid, void** object) n
   return CLASS_E_CLASSNOTAVAILABLE;
 }
 
-HRESULT DllCanUnloadNow() noexcept {
-  return orbel::moduleUses.load(std::memory_order_acquire) > 0 ? S_FALSE : S_OK;
-}
+HRESULT DllCanUnloadNow() noexcept { return orbel::IsModuleHeld() ? S_FALSE : S_OK; }
 
 }  // extern "C"

@@ -3,6 +3,8 @@
 #include "dmo/registration.h"
 
 #include <dlfcn.h>
+#include <limits.h>
+#include <stdlib.h>
 
 #include <iterator>
 
@@ -37,16 +39,17 @@ const Registration kRegistrations[] = {
      std::size(kTelephonyInputs), kTelephonyInputs},
 };
 
-// The file that this code was loaded from.
-std::string_view ModulePath() noexcept {
+// The file that this code was loaded from. `room` has PATH_MAX bytes.
+std::string_view ModulePath(char* room) noexcept {
   Dl_info info = {};
-  const bool found = dladdr(kRegistrations, &info) != 0 && info.dli_fname != nullptr;
-  return found ? info.dli_fname : "";
+  if (dladdr(kRegistrations, &info) == 0 || info.dli_fname == nullptr) return "";
+  return realpath(info.dli_fname, room) != nullptr ? room : info.dli_fname;
 }
 
 HRESULT Enter(const Registration& each) noexcept {
+  char path[PATH_MAX];
   const HRESULT entered =
-      RegistrarEnter(Registry::OfProcess(), each.script, {"MODULE", ModulePath()});
+      RegistrarEnter(Registry::OfProcess(), each.script, {"MODULE", ModulePath(path)});
   if (entered != S_OK) return entered;
   return DMORegister(each.name, each.classId, DMOCATEGORY_AUDIO_DECODER, 0, each.inputCount,
                      each.inputs, std::size(kOutputs), kOutputs);

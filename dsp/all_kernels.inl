@@ -7,12 +7,12 @@ DSP_KERNELS(DSP_DECLARE_VARIANT)
 #include "dsp/kernel_support.inl"
 
 #include "dsp/als.inl"
+#include "dsp/bsac.inl"
 #include "dsp/common.inl"
 #include "dsp/float_vectors.inl"
 #include "dsp/g711.inl"
 #include "dsp/g726.inl"
 #include "dsp/prediction.inl"
-#include "dsp/ps.inl"
 #include "dsp/sbr.inl"
 #include "dsp/spectrum.inl"
 #include "dsp/speech.inl"
@@ -22,4 +22,5 @@ DSP_KERNELS(DSP_DECLARE_VARIANT)
 #include "dsp/vlc.inl"
 
 // With what transform.inl has.
+#include "dsp/ps.inl"
 #include "dsp/qmf.inl"

@@ -269,9 +269,10 @@ static inline bool MakeFilter(const int32_t* coefficients, int32_t order, Filter
                                  __builtin_shufflevector(low, high, 2, 6, 3, 7));
 }
 
-[[gnu::always_inline]] static inline int64_t JoinDigits(uint64_t sums, int64_t unit) {
+[[gnu::always_inline]] static inline int64_t JoinDigits(uint64_t sums, int32_t lowBits) {
   const auto both = static_cast<int64_t>(sums);
-  return static_cast<int32_t>(both) + (both >> 32) * unit;
+  const auto high = static_cast<uint64_t>(both >> 32) << lowBits;
+  return static_cast<int32_t>(both) + static_cast<int64_t>(high);
 }
 
 static inline bool FitsSixteen(const int32_t* x, int32_t count) {
@@ -291,7 +292,6 @@ static inline int32_t SynthesisNarrow(const Filter& filter, int32_t* x, int32_t 
   constexpr int32_t kShadow = kGroups == 0 ? kDspAlsMaxOrder + 2 * kGroup + kChunk : 1;
   constexpr int64_t kOffset = static_cast<int64_t>(kHalf) - 1;
   const int32_t older = filter.groups * kGroup + kNewest;
-  const int64_t unit = int64_t{1} << filter.lowBits;
   const int64_t c0 = filter.newest[0], c1 = filter.newest[1];
   const int64_t c2 = filter.newest[2], c3 = filter.newest[3];
   int16_t shadow[kShadow];
@@ -327,10 +327,11 @@ static inline int32_t SynthesisNarrow(const Filter& filter, int32_t* x, int32_t 
     const V2u64 sums = reinterpret_cast<V2u64>(
         reinterpret_cast<V4x32>(__builtin_shufflevector(fold0, fold1, 0, 2)) +
         reinterpret_cast<V4x32>(__builtin_shufflevector(fold0, fold1, 1, 3)));
-    const int64_t known0 = int64_t{x[n]} * (1 << kFractionBits) + kOffset -
-                           JoinDigits(sums[0], unit) - c2 * x3 - c1 * x2;
-    const int64_t known1 = int64_t{x[n + 1]} * (1 << kFractionBits) + kOffset -
-                           JoinDigits(sums[1], unit) - c3 * x3 - c2 * x2 - c1 * x1;
+    // What is known last is taken off last.
+    const int64_t early0 = int64_t{x[n]} * (1 << kFractionBits) + kOffset - c2 * x3 - c1 * x2;
+    const int64_t early1 = int64_t{x[n + 1]} * (1 << kFractionBits) + kOffset - c3 * x3 - c2 * x2;
+    const int64_t known0 = early0 - JoinDigits(sums[0], filter.lowBits);
+    const int64_t known1 = early1 - JoinDigits(sums[1], filter.lowBits) - c1 * x1;
     const int64_t sample0 = (known0 - c0 * x1) >> kFractionBits;
     x[n] = static_cast<int32_t>(sample0);
     if (IsWide(sample0)) return n + 1;

@@ -1,5 +1,21 @@
 // Vectors of floats; dsp/transform_kernels.h has the contracts.
 
+// Values beyond +-bound become that bound, NaN 0.
+static inline void HoldWithin(float bound, float* srcDst, int32_t length) {
+  int32_t i = 0;
+  for (; i + 4 <= length; i += 4) {
+    const V4xF x = Load<V4xF>(srcDst + i);
+    const V4xF number =
+        reinterpret_cast<V4xF>(reinterpret_cast<V4x32>(x) & reinterpret_cast<V4x32>(x == x));
+    const V4xF below = __builtin_ia32_minps(number, V4xF{} + bound);
+    Store(srcDst + i, __builtin_ia32_maxps(below, V4xF{} - bound));
+  }
+  for (; i < length; ++i) {
+    const float value = srcDst[i] > bound ? bound : srcDst[i];
+    srcDst[i] = value >= -bound ? value : value < -bound ? -bound : 0.0F;
+  }
+}
+
 int32_t dspCopy_32f(const float* src, float* dst, int32_t length) {
   if (src == nullptr || dst == nullptr) return kDspNullPointer;
   if (length < 1) return kDspBadLength;

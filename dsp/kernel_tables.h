@@ -1,6 +1,7 @@
 // The tables that kernels read: declarations only, nothing with inline code.
 #pragma once
 
+#include "dsp/bsac_tables.h"
 #include "dsp/g711_tables.h"
 #include "dsp/g726_tables.h"
 #include "dsp/qmf_tables.h"

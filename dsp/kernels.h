@@ -12,6 +12,7 @@
 #include <cstdint>
 
 #include "dsp/als_kernels.h"
+#include "dsp/bsac_kernels.h"
 #include "dsp/g726_state.h"
 #include "dsp/prediction_kernels.h"
 #include "dsp/ps_kernels.h"
@@ -116,4 +117,5 @@
   DSP_SBR_KERNELS(X)         \
   DSP_PS_KERNELS(X)          \
   DSP_ALS_KERNELS(X)
+  DSP_BSAC_KERNELS(X)
 // clang-format on

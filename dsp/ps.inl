@@ -169,16 +169,39 @@ int32_t dspPsSplit34_32f(const DspPsRows* qmf, const DspPsRows* split, const flo
   return kDspOk;
 }
 
-// In fours from the first one on, then one by one.
-[[gnu::always_inline]] static inline float SumOf(const float* from, const float* to) {
-  float sum = 0.0F;
-  if (to - from >= 8) {
-    V4xF four = Load<V4xF>(from);
-    for (from += 4; to - from >= 4; from += 4) four += Load<V4xF>(from);
-    sum = (four[0] + four[2]) + (four[1] + four[3]);
+// The powers of four lanes: vector i has lane + i, and in its lanes the slots of `at`.
+[[gnu::always_inline]] static inline void LoadPowers(const DspPsRows& rows, const int32_t (&at)[4],
+                                                     int32_t lane, V4xF* power) {
+  for (int s = 0; s < 4; ++s) {
+    const V4xC x = LoadLanes(rows, at[s], lane);
+    power[s] = x.r * x.r + x.i * x.i;
   }
-  for (; from < to; ++from) sum += *from;
-  return sum;
+  Transpose(power[0], power[1], power[2], power[3]);
+}
+
+// The powers of all parameter bands in four slots; a slot takes kDspPsBandRoom floats.
+static void PsPowers(const DspPsLayout& layout, const DspPsRows& split, const DspPsRows& qmf,
+                     int32_t used, const int32_t (&at)[4], float* sums) {
+  V4xF power[kDspPsQmfBands];
+  V4xF sum[kDspPsBandRoom];
+  for (V4xF& band : sum) band = V4xF{};
+  const int32_t firstLane = layout.border[0] & ~3;
+  for (int32_t lane = firstLane; lane < kDspPsQmfBands; ++lane) power[lane] = V4xF{};
+  for (int32_t lane = firstLane; lane < used; lane += 4) LoadPowers(qmf, at, lane, power + lane);
+  for (int32_t i = 0; i < layout.runs; ++i) {
+    V4xF all = {};
+    for (int32_t k = layout.border[i]; k < layout.border[i + 1]; ++k) all += power[k];
+    sum[layout.firstBand + i] = all;
+  }
+  for (int32_t lane = 0; lane < layout.splitLanes; lane += 4) {
+    V4xF part[4];
+    LoadPowers(split, at, lane, part);
+    for (int i = 0; i < 4; ++i) sum[layout.splitBand[lane + i]] += part[i];
+  }
+  for (int32_t b = 0; b < kDspPsBandRoom; b += 4) {
+    Transpose(sum[b], sum[b + 1], sum[b + 2], sum[b + 3]);
+    for (int s = 0; s < 4; ++s) Store(sums + s * kDspPsBandRoom + b, sum[b + s]);
+  }
 }
 
 int32_t dspPsTransients_32f(const DspPsLayout* layout, const DspPsRows* split, const DspPsRows* qmf,
@@ -194,26 +217,13 @@ int32_t dspPsTransients_32f(const DspPsLayout* layout, const DspPsRows* split, c
   const int32_t used = Clamp(qmfBands, 0, kDspPsQmfBands) & ~3;
   const int32_t vectors = (layout->bands + 3) / 4;
   const int32_t splitLanes = layout->splitLanes;
-  const int32_t firstLane = layout->border[0] & ~3;
-  // The powers of all slots; bands that hold nothing stay at zero.
-  float power[kDspPsQmfBands];
-  for (float& p : power) p = 0.0F;
+  // Of all slots, four at a time; behind the last slot its powers stand again.
   float sums[kDspPsSlots][kDspPsBandRoom];
-  for (int32_t n = 0; n < slots; ++n) {
-    for (int32_t lane = firstLane; lane < used; lane += 4) {
-      const V4xC x = LoadLanes(*qmf, n, lane);
-      Store(power + lane, x.r * x.r + x.i * x.i);
-    }
-    for (int32_t b = 0; b < kDspPsBandRoom; b += 4) Store(sums[n] + b, V4xF{});
-    for (int32_t i = 0; i < layout->runs; ++i) {
-      sums[n][layout->firstBand + i] =
-          SumOf(power + layout->border[i], power + layout->border[i + 1]);
-    }
-    for (int32_t lane = 0; lane < splitLanes; lane += 4) {
-      const V4xC x = LoadLanes(*split, n, lane);
-      const V4xF p = x.r * x.r + x.i * x.i;
-      for (int32_t l = 0; l < 4; ++l) sums[n][layout->splitBand[lane + l]] += p[l];
-    }
+  for (int32_t n = 0; n < slots; n += 4) {
+    const int32_t last = slots - 1;
+    const int32_t at[4] = {n, n + 1 < last ? n + 1 : last, n + 2 < last ? n + 2 : last,
+                           n + 3 < last ? n + 3 : last};
+    PsPowers(*layout, *split, *qmf, used, at, sums[n]);
   }
   for (int32_t n = 0; n < slots; ++n, gains += kDspPsGainStride) {
     float gain[kDspPsBandRoom];

@@ -262,11 +262,30 @@ struct Halves64 {
     even[m] = {a.im - b.re, a.re - b.im};
     odd[m] = {a.re + b.im, a.im + b.re};
   }
+  [[gnu::always_inline]] inline void PutFirst(int m, Complex4 a) {
+    even[m] = {a.im, a.re};
+    odd[m] = a;
+  }
+  [[gnu::always_inline]] inline void PutSecond(int m, Complex4 b) {
+    even[m] = {-b.re, -b.im};
+    odd[m] = {b.im, b.re};
+  }
 };
 
-static void Synthesise64(const float* real, const float* imag, float* rows) {
+static void Synthesise64(const float* real, const float* imag, int silent, float* rows) {
   Halves64 z;
-  for (int k = 0; k < 32; k += 4) {
+  int k = 0;
+  for (; k < silent; k += 4) {
+    V4xF re[4];
+    V4xF im[4];
+    LoadBands(real + k, re);
+    LoadBands(imag + k, im);
+    z.PutFirst(k / 2, {re[1], im[1]});
+    z.PutFirst(k / 2 + 1, {re[3], im[3]});
+    z.PutSecond(30 - k / 2, {re[2], im[2]});
+    z.PutSecond(31 - k / 2, {re[0], im[0]});
+  }
+  for (; k < 32; k += 4) {
     V4xF re[4];
     V4xF im[4];
     V4xF highRe[4];
@@ -297,13 +316,19 @@ static void Synthesise64(const float* real, const float* imag, float* rows) {
 // the results y of one cosine transform, mirrored twice. With h = bands / 2, v[h + n]
 // is y[n], v[h - n] is y[n], and v[5 h - n] is -y[n] where n is above h; v[3 h] is 0.
 template <int kBands>
-static void SynthesiseReal(const float* real, float* rows) {
+static void SynthesiseReal(const float* real, int silent, float* rows) {
   constexpr int kHalf = kBands / 2;
   constexpr int kStep = 2 * kBands;
   // The transform's first step.
   V4xF sum[kHalf];
   V4xF difference[kHalf];
-  for (int k = 0; k < kHalf; k += 4) {
+  int k = 0;
+  for (; k < silent; k += 4) {
+    V4xF low[4];
+    LoadBands(real + k, low);
+    for (int i = 0; i < 4; ++i) difference[k + i] = sum[k + i] = low[i];
+  }
+  for (; k < kHalf; k += 4) {
     V4xF low[4];
     V4xF high[4];
     LoadBands(real + k, low);
@@ -359,17 +384,20 @@ template <int kBands>
 }
 
 template <int kBands>
-static void Synthesise(const float* real, const float* imag, float* history, float* samples) {
+static void Synthesise(const float* real, const float* imag, int32_t used, float* history,
+                       float* samples) {
   constexpr int kGroup = 4 * 2 * kBands;
+  // Bands at the top that hold nothing, in fours.
+  const int silent = Clamp(kBands - used, 0, kBands / 2) & ~3;
   for (int group = 0; group < kFrameSlots / 4; ++group) {
     const float* groups[4];
     for (int i = 0; i < 4; ++i) groups[i] = history + ((group - i) & 3) * kGroup;
     float* rows = history + (group & 3) * kGroup;
     const int at = group * 4 * kRowFloats;
     if (imag == nullptr)
-      SynthesiseReal<kBands>(real + at, rows);
+      SynthesiseReal<kBands>(real + at, silent, rows);
     else if constexpr (kBands == 64)
-      Synthesise64(real + at, imag + at, rows);
+      Synthesise64(real + at, imag + at, silent, rows);
     else
       Synthesise32(real + at, imag + at, rows);
     const auto* window = [] {
@@ -380,13 +408,13 @@ static void Synthesise(const float* real, const float* imag, float* history, flo
   }
 }
 
-int32_t dspQmfSynthesis_32f(const float* real, const float* imag, int32_t bands, float* history,
-                            float* samples) {
+int32_t dspQmfSynthesis_32f(const float* real, const float* imag, int32_t used, int32_t bands,
+                            float* history, float* samples) {
   if (real == nullptr || history == nullptr || samples == nullptr) return kDspNullPointer;
   if (bands == 64)
-    Synthesise<64>(real, imag, history, samples);
+    Synthesise<64>(real, imag, used, history, samples);
   else if (bands == 32)
-    Synthesise<32>(real, imag, history, samples);
+    Synthesise<32>(real, imag, used, history, samples);
   else
     return kDspBadLength;
   return kDspOk;

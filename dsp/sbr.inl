@@ -185,10 +185,7 @@ static inline void Adjust(const float* highReal, const float* highImag, const fl
 int32_t dspBound_32f_I(float bound, float* srcDst, int32_t length) {
   if (srcDst == nullptr) return kDspNullPointer;
   if (length < 1) return kDspBadLength;
-  for (int32_t i = 0; i < length; ++i) {
-    const float value = srcDst[i] > bound ? bound : srcDst[i];
-    srcDst[i] = value >= -bound ? value : value < -bound ? -bound : 0.0F;
-  }
+  HoldWithin(bound, srcDst, length);
   return kDspOk;
 }
 

@@ -117,11 +117,7 @@ int32_t dspMulC_32f(const float* src, float value, float* dst, int32_t length) {
 int32_t dspLimit_32f_I(float* lines, int32_t length) {
   if (lines == nullptr) return kDspNullPointer;
   if (length <= 0) return kDspBadLength;
-  constexpr float kLimit = 1e30F;
-  for (int32_t i = 0; i < length; ++i) {
-    const float value = lines[i] > kLimit ? kLimit : lines[i];
-    lines[i] = value >= -kLimit ? value : value < -kLimit ? -kLimit : 0.0F;
-  }
+  HoldWithin(1e30F, lines, length);
   return kDspOk;
 }
 

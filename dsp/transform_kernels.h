@@ -32,9 +32,9 @@ struct DspMdctFwdSpec;
 //   forward  X[k] = 2 * sum over n of x[n] * c(n, k)
 //   c(n, k) = cos(2 pi / N * (n + (N / 2 + 1) / 2) * (k + 1 / 2))
 //
-// GetSize  bytes of the specification, of Init's own work area (none) and of the
+// GetSize  bytes of a transform's record, of Init's own work area (none) and of the
 //          work area of a transform; each of the outputs is written.
-// Init     places a specification in `memory`, at any address, and points *spec at
+// Init     places a record in `memory`, at any address, and points *spec at
 //          it. It lives as long as the memory and is only read from then on.
 // Imdct, MdctFwd  input and output do not overlap. `work` is at any address; what
 //          it holds does not matter before or after.

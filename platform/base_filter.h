@@ -6,6 +6,7 @@
 
 #include "platform/critical_section.h"
 #include "platform/graph.h"
+#include "platform/module_use.h"
 #include "platform/object_system.h"
 
 namespace orbel {
@@ -55,6 +56,7 @@ class CBaseFilter : public IBaseFilter {
   Reference<IReferenceClock> clock_;
   int64_t start_ = 0;
   std::atomic<FilterState> state_{FilterState::Stopped};
+  ModuleUse moduleUse_;
   ReferenceCount references_;
 };
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "platform/graph.h"
+#include "platform/module_use.h"
 #include "platform/object_system.h"
 
 namespace orbel {
@@ -19,6 +20,7 @@ class CaptureGraphBuilder final : public ICaptureGraphBuilder2 {
                        IBaseFilter* intermediate, IBaseFilter* renderer) noexcept override;
 
  private:
+  ModuleUse moduleUse_;
   ReferenceCount references_;
   Reference<IGraphBuilder> graph_;
 };

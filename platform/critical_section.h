@@ -7,7 +7,7 @@ namespace orbel {
 
 class CriticalSection {
  public:
-  CriticalSection() noexcept = default;
+  constexpr CriticalSection() noexcept = default;
   ~CriticalSection() { pthread_mutex_destroy(&mutex_); }
   CriticalSection(const CriticalSection&) = delete;
   CriticalSection& operator=(const CriticalSection&) = delete;

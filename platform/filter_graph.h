@@ -3,6 +3,7 @@
 #pragma once
 
 #include "platform/graph.h"
+#include "platform/module_use.h"
 #include "platform/object_system.h"
 
 namespace orbel {
@@ -42,6 +43,7 @@ class FilterGraph final : public IGraphBuilder, public IMediaControl, public IBa
   Entry* Find(const char* name) noexcept;
   Reference<IBasicAudio> Audio() noexcept;
 
+  ModuleUse moduleUse_;
   ReferenceCount references_;
   Entry entries_[kMostFilters] = {};
   int32_t count_ = 0;

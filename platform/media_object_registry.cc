@@ -1,8 +1,8 @@
 // Each object has a key with its name, types and flags, and an empty key in each
 // of its categories:
 //
-//   HKCR\DirectShow\MediaObjects\{class}
-//   HKCR\DirectShow\MediaObjects\Categories\{category}\{class}
+//   HKCR\MediaObjects\{class}
+//   HKCR\MediaObjects\Categories\{category}\{class}
 #include "platform/media_object_registry.h"
 
 #include <algorithm>
@@ -10,14 +10,15 @@
 #include <new>
 
 #include "platform/guid_text.h"
+#include "platform/module_use.h"
 #include "platform/object_system.h"
 #include "platform/registry.h"
 
 namespace orbel {
 namespace {
 
-constexpr std::string_view kObjects = "HKCR\\DirectShow\\MediaObjects";
-constexpr std::string_view kCategories = "HKCR\\DirectShow\\MediaObjects\\Categories";
+constexpr std::string_view kObjects = "HKCR\\MediaObjects";
+constexpr std::string_view kCategories = "HKCR\\MediaObjects\\Categories";
 constexpr std::string_view kInputTypes = "InputTypes";
 constexpr std::string_view kOutputTypes = "OutputTypes";
 constexpr std::string_view kKeyed = "Keyed";
@@ -136,9 +137,9 @@ class Enumeration final : public IEnumDMO {
   }
 
   HRESULT Next(uint32_t count, GUID* classIds, char** names, uint32_t* fetched) noexcept override {
+    if (fetched != nullptr) *fetched = 0;
     if (classIds == nullptr) return E_POINTER;
     if (fetched == nullptr && count != 1) return E_INVALIDARG;
-    if (fetched != nullptr) *fetched = 0;
     const AutoLock lock(section_);
     const uint32_t take = std::min(count, findings_->Count() - next_);
     for (uint32_t i = 0; i < take; ++i) {
@@ -147,7 +148,10 @@ class Enumeration final : public IEnumDMO {
       if (names == nullptr) continue;
       names[i] = CopyOfName(item.name);
       if (names[i] != nullptr) continue;
-      while (i-- > 0) CoTaskMemFree(names[i]);
+      while (i-- > 0) {
+        CoTaskMemFree(names[i]);
+        names[i] = nullptr;
+      }
       return E_OUTOFMEMORY;
     }
     next_ += take;
@@ -175,6 +179,7 @@ class Enumeration final : public IEnumDMO {
  private:
   ~Enumeration() { findings_->Release(); }
 
+  ModuleUse moduleUse_;
   ReferenceCount references_;
   CriticalSection section_;
   Findings* const findings_;

@@ -134,10 +134,11 @@ class Reader {
     const size_t length = path_.View().size();
     Text<kMostName> name;
     name.Add(word);
+    if (!name.Good()) return false;
     if (isValue) return Value() && Put(name.View());
     path_.Add("\\");
     path_.Add(word);
-    if (!path_.Good() || !name.Good()) return false;
+    if (!path_.Good()) return false;
     if (purpose_ == Purpose::kEnter && anew && !Did(registry_.RemoveKey(path_.View())))
       return false;
     if (purpose_ == Purpose::kEnter && !Did(registry_.MakeKey(path_.View()))) return false;

@@ -111,12 +111,28 @@ std::string_view RegistryKey::Value(std::string_view name) const noexcept {
   return value == nullptr ? std::string_view() : value->Bytes();
 }
 
-Registry& Registry::OfProcess() noexcept {
-  static Registry registry;
-  return registry;
-}
+namespace {
 
-Registry::~Registry() { Delete(root_); }
+// Never destroyed, since other threads and other libraries' destructors may still call.
+union ImmortalRegistry {
+  constexpr ImmortalRegistry() noexcept : registry() {}
+  ~ImmortalRegistry() {}
+  Registry registry;
+};
+constinit ImmortalRegistry ofProcess;
+
+// Runs when the library is unloaded, and at exit.
+__attribute__((destructor)) void EmptyRegistry() { ofProcess.registry.Clear(); }
+
+}  // namespace
+
+Registry& Registry::OfProcess() noexcept { return ofProcess.registry; }
+
+void Registry::Clear() noexcept {
+  const RegistryLock lock(*this);
+  Delete(root_);
+  root_ = nullptr;
+}
 
 RegistryKey Registry::Find(std::string_view path) const noexcept {
   return RegistryKey(root_).Child(path);
@@ -126,6 +142,8 @@ RegistryNode* Registry::Make(std::string_view path, HRESULT* result) noexcept {
   *result = E_OUTOFMEMORY;
   if (root_ == nullptr) root_ = NewNode("");
   RegistryNode* node = root_;
+  if (!path.empty() && path.back() == '\\') *result = E_INVALIDARG;
+  if (*result == E_INVALIDARG) return nullptr;
   RegistryNode** made = nullptr;  // the first link that was not there
   while (node != nullptr && !path.empty()) {
     const std::string_view name = TakeName(&path);

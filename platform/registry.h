@@ -34,10 +34,12 @@ class RegistryKey {
 
 class Registry {
  public:
+  // Good until the process ends, static destruction included; emptied when the
+  // library goes.
   static Registry& OfProcess() noexcept;
 
-  Registry() noexcept = default;
-  ~Registry();
+  constexpr Registry() noexcept = default;
+  ~Registry() { Clear(); }
   Registry(const Registry&) = delete;
   Registry& operator=(const Registry&) = delete;
 
@@ -45,6 +47,7 @@ class Registry {
   // there left as it was; E_INVALIDARG for a path with an empty name.
   HRESULT MakeKey(std::string_view path) noexcept;
   HRESULT SetValue(std::string_view path, std::string_view name, std::string_view bytes) noexcept;
+  void Clear() noexcept;
   // With all below it. S_FALSE when it is not there.
   HRESULT RemoveKey(std::string_view path) noexcept;
 

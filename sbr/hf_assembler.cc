@@ -70,8 +70,18 @@ struct Sine {
   float level;
 };
 
+// The last band that takes shares of its neighbours: bands are gone through upwards,
+// and those behind the sixteenth sinusoid's take none. The top band is gone through
+// together with the one above it.
+int32_t LastLeak(const SbrElement& element, const Sine* sines, int32_t count) {
+  if (count < kMostLeaks) return kQmfBands - 1;
+  const int32_t last = sines[kMostLeaks - 1].band;
+  return last < element.kx + element.M - 1 ? last : kQmfBands - 1;
+}
+
 // Phase f turns a sinusoid by f quarters: 1, i, -1, -i.
 void AddSines(const Run& run, int32_t from, int32_t to, const Sine* sines, int32_t count) {
+  const int32_t lastLeak = LastLeak(run.element, sines, count);
   for (int32_t slot = from; slot < to; ++slot) {
     const int32_t phase = (run.state->sineIndex + slot - run.span.start) & 3;
     const float sign = phase < 2 ? 1.0F : -1.0F;
@@ -84,11 +94,11 @@ void AddSines(const Run& run, int32_t from, int32_t to, const Sine* sines, int32
         real[band] += sign * sines[i].level;
       } else if (run.span.sbrMode != kSbrReal) {
         imag[band] += sign * turned;
-      } else if (i < kMostLeaks) {
+      } else {
         // Where the complex bank would have the imaginary part, the real one has a
         // tone's share in the bands beside it.
-        real[band - 1] -= kLeak * (sign * turned);
-        if (band + 1 < kQmfBands) real[band + 1] += kLeak * (sign * turned);
+        if (band - 1 <= lastLeak) real[band - 1] -= kLeak * (sign * turned);
+        if (band + 1 <= lastLeak) real[band + 1] += kLeak * (sign * turned);
       }
     }
   }

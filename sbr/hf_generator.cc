@@ -31,7 +31,7 @@ bool UpdateChirp(SbrElement* element, int32_t channel, int32_t noiseBands, float
   return any;
 }
 
-// The source bands of all patches end at k0.
+// Where the lowest patch begins; bands below it need no prediction.
 int32_t FirstSource(const SbrElement& element, int32_t patches) {
   int32_t first = kQmfCoreBands - 1;
   for (int32_t p = 0; p < patches; ++p) first = std::min(first, element.patchStartSubband[p]);

@@ -42,15 +42,6 @@ void TakeAhead(PsState* ps, const QmfRow* real, const QmfRow* imag) {
   dspPsLimit_32f(&input, &mono, kPsAheadRows, &bands);
 }
 
-void ClearBands(const DspPsRows& rows, int32_t first, int32_t slots) {
-  const size_t bytes = static_cast<size_t>(kQmfBands - first) * sizeof(float);
-  for (int32_t n = 0; n < slots; ++n) {
-    const DspPsRows row = PsRowsAt(rows, n, first);
-    std::memset(row.real, 0, bytes);
-    std::memset(row.imag, 0, bytes);
-  }
-}
-
 }  // namespace
 
 int32_t PsStateSize() { return static_cast<int32_t>(sizeof(PsState)); }
@@ -67,12 +58,22 @@ void PsInit(PsState* ps) {
   }
 }
 
+void PsRestart(PsState* ps) {
+  const PsHeader header = ps->header;
+  const int32_t hasHeader = ps->hasHeader;
+  const int32_t level = ps->level;
+  PsInit(ps);
+  ps->header = header;
+  ps->hasHeader = hasHeader;
+  ps->level = level;
+}
+
 void PsSetLevel(PsState* ps, int32_t level) { ps->level = level; }
 
 bool PsHasData(const PsState& ps) { return ps.hasData != 0; }
 
-void PsApply(PsState* ps, QmfRow* leftReal, QmfRow* leftImag, QmfRow* rightReal, QmfRow* rightImag,
-             const QmfRow* aheadReal, const QmfRow* aheadImag) {
+int32_t PsApply(PsState* ps, QmfRow* leftReal, QmfRow* leftImag, QmfRow* rightReal,
+                QmfRow* rightImag, const QmfRow* aheadReal, const QmfRow* aheadImag) {
   ChooseConfiguration(ps);
   TakeAhead(ps, aheadReal, aheadImag);
   const DspPsRows input = RowsFrom(leftReal, leftImag, 0);
@@ -91,15 +92,12 @@ void PsApply(PsState* ps, QmfRow* leftReal, QmfRow* leftImag, QmfRow* rightReal,
     PsMix(ps, &cursor, slot, kPsChunk, vectors, left, right);
     PsHybridSynthesise(*ps, 0, left, kPsChunk);
     PsHybridSynthesise(*ps, 1, right, kPsChunk);
-    if (4 * vectors < kQmfBands) {
-      ClearBands(left, 4 * vectors, kPsChunk);
-      ClearBands(right, 4 * vectors, kPsChunk);
-    }
   }
   PsMixEnd(ps, &cursor);
   ps->isFresh = 0;
   std::memcpy(ps->monoReal[0], ps->monoReal[kQmfSlots], kPsHistoryRows * sizeof ps->monoReal[0]);
   std::memcpy(ps->monoImag[0], ps->monoImag[kQmfSlots], kPsHistoryRows * sizeof ps->monoImag[0]);
+  return 4 * vectors;
 }
 
 }  // namespace orbel

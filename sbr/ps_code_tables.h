@@ -14,7 +14,4 @@ struct DspVlcTable;
 // difference.
 const DspVlcTable* const* PsCodeTables();
 
-// Bytes of table `index`.
-int32_t PsCodeTableSize(int32_t index);
-
 }  // namespace orbel

@@ -95,8 +95,10 @@ void ReadExtensions(BitReader* reader, const PsParameters& before, PsFrame* fram
   int32_t bitsLeft = 8 * size;
   while (bitsLeft > 7) {
     const uint32_t start = GetBitPosition(*reader);
-    if (Read(reader, 2) == kExtensionIpdOpd) ReadPhases(reader, before, frame);
+    const bool isKnown = Read(reader, 2) == kExtensionIpdOpd;
+    if (isKnown) ReadPhases(reader, before, frame);
     bitsLeft -= static_cast<int32_t>(GetBitPosition(*reader) - start);
+    if (!isKnown) break;  // how long the others are is not known
   }
   if (bitsLeft > 0) Skip(reader, bitsLeft);
 }

@@ -23,11 +23,11 @@ struct QmfSynthesis {
 // eighth of the level that the standard's bank has.
 void SbrAnalyse(QmfAnalysis* state, const float* core, QmfRow* real, QmfRow* imag);
 
-// 32 rows to 2048 samples, or with `downsampled` their lower 32 bands to 1024, at
-// the scale of 16-bit PCM. With `imag` null the real bank runs. A state is for one
-// value of `downsampled`: it has to be cleared between them, or what is in it sounds
-// for ten slots in the wrong place.
-void SbrSynthesise(QmfSynthesis* state, const QmfRow* real, const QmfRow* imag, bool downsampled,
-                   float* pcm);
+// 32 rows, of which bands from `used` on hold nothing, to 2048 samples, or with `downsampled` their
+// lower 32 bands to 1024, at the scale of 16-bit PCM. With `imag` null the real bank runs. A state
+// is for one value of `downsampled`: it has to be cleared between them, or what is in it sounds for
+// ten slots in the wrong place.
+void SbrSynthesise(QmfSynthesis* state, const QmfRow* real, const QmfRow* imag, int32_t used,
+                   bool downsampled, float* pcm);
 
 }  // namespace orbel

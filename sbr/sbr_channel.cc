@@ -81,8 +81,9 @@ void KeepOldBorders(const Before& before, int32_t from, const QmfRow* low, QmfRo
   }
 }
 
-void Replicate(SbrElement* element, int32_t channel, SbrChannel* state, int32_t sbrMode,
-               SbrWork* work) {
+// Returns the bands that may hold anything.
+int32_t Replicate(SbrElement* element, int32_t channel, SbrChannel* state, int32_t sbrMode,
+                  SbrWork* work) {
   const bool complex = sbrMode != kSbrReal;
   const SbrGrid& grid = element->grid[channel];
   const bool oneEnvelope = element->bs_frame_class[channel] == kFixFix && grid.L_E == 1;
@@ -106,8 +107,12 @@ void Replicate(SbrElement* element, int32_t channel, SbrChannel* state, int32_t 
     element->prevM = element->M;
     element->resetFlag = 0;
   }
+  // The band above may have a sinusoid's share.
+  const int32_t end = element->kx + element->M + 1;
+  return std::min(before.overrun > 0 ? std::max(end, before.end + 1) : end, kQmfBands);
 }
 
+// The core alone.
 void PassThrough(SbrElement* element, int32_t channel, const SbrChannel& state, bool complex,
                  SbrWork* work) {
   element->slotOverrun[channel] = 0;
@@ -136,20 +141,21 @@ void SbrFrameDecode(SbrElement* element, int32_t channel, SbrChannel* state,
   if (complex) KeepRows(state->lowImag);
   SbrAnalyse(&state->analysis, pcm, state->lowReal + kSbrHistoryRows,
              complex ? state->lowImag + kSbrHistoryRows : nullptr);
+  int32_t used = kQmfCoreBands;
   if (IsUsable(*element))
-    Replicate(element, channel, state, context.sbrMode, work);
+    used = Replicate(element, channel, state, context.sbrMode, work);
   else
     PassThrough(element, channel, *state, complex, work);
   if (context.second != nullptr && element->ps != nullptr && complex) {
     Start(context.second);
     constexpr int32_t kAhead = kQmfSlots + kSbrAdjustOffset;
     static_assert(kAhead + kPsAheadRows <= kSbrRows);
-    PsApply(element->ps, work->outReal[0], work->outImag[0], work->outReal[1], work->outImag[1],
-            state->lowReal + kAhead, state->lowImag + kAhead);
-    SbrSynthesise(&context.second->synthesis, work->outReal[1], work->outImag[1],
+    used = PsApply(element->ps, work->outReal[0], work->outImag[0], work->outReal[1],
+                   work->outImag[1], state->lowReal + kAhead, state->lowImag + kAhead);
+    SbrSynthesise(&context.second->synthesis, work->outReal[1], work->outImag[1], used,
                   context.downsampled, context.secondPcm);
   }
-  SbrSynthesise(&state->synthesis, work->outReal[0], complex ? work->outImag[0] : nullptr,
+  SbrSynthesise(&state->synthesis, work->outReal[0], complex ? work->outImag[0] : nullptr, used,
                 context.downsampled, pcm);
 }
 

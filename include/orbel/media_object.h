@@ -330,8 +330,8 @@ extern "C" {
 ORBEL_API HRESULT DllGetClassObject(ORBEL_REFGUID classId, ORBEL_REFGUID iid,
                                     void** object) ORBEL_NOEXCEPT;
 
-/* S_OK while no media object, no factory reference and no server lock is
- * alive, else S_FALSE. */
+/* S_OK while no object of the library's (decoder, enumeration, graph or filter),
+ * no factory reference and no server lock is alive, else S_FALSE. */
 ORBEL_API HRESULT DllCanUnloadNow(void) ORBEL_NOEXCEPT;
 
 #ifdef __cplusplus

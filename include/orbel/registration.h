@@ -1,7 +1,7 @@
 /* orbel.audio.mpeg: finding the media objects, for a host's own graph.
  *
  * The module registers its classes with the registry of this process: an empty
- * one at first, shared by all threads, gone with the process. A graph that
+ * one at first, shared by all threads, gone with the library. A graph that
  * collects its decoders asks it for those of a category that take a type,
  * and makes them by class identifier. Nothing here is needed by a host that
  * uses the Player functions or DllGetClassObject.
@@ -29,7 +29,8 @@ typedef struct DMO_PARTIAL_MEDIATYPE {
 enum { DMO_REGISTERF_IS_KEYED = 1 };
 enum { DMO_ENUMF_INCLUDE_KEYED = 1 };
 
-/* What was registered when DMOEnum was called, in the order of registration. */
+/* What was registered when DMOEnum was called, within a category in the
+ * order of registration. */
 typedef struct IEnumDMO IEnumDMO;
 
 #ifdef __cplusplus
@@ -70,7 +71,8 @@ struct IEnumDMO {
 #endif
 
 /* Enters both decoders with the registry, under DMOCATEGORY_AUDIO_DECODER.
- * Entering them again changes nothing. E_OUTOFMEMORY: neither is entered. */
+ * Entering them again changes nothing. E_OUTOFMEMORY: neither is entered, nor
+ * any longer if it was. */
 ORBEL_API HRESULT DllRegisterServer(void) ORBEL_NOEXCEPT;
 
 /* Takes them out again; S_OK too when they were not there. Objects that exist
@@ -79,9 +81,7 @@ ORBEL_API HRESULT DllUnregisterServer(void) ORBEL_NOEXCEPT;
 
 /* The registered objects of a category (GUID_NULL: of all) of which, where
  * types are given, one registered input type fits one of inputs, and one
- * registered output type one of outputs. E_POINTER, E_OUTOFMEMORY. The
- * library must stay loaded while the enumeration lives: DllCanUnloadNow does
- * not count it. */
+ * registered output type one of outputs. E_POINTER, E_OUTOFMEMORY. */
 ORBEL_API HRESULT DMOEnum(ORBEL_REFGUID category, uint32_t flags, uint32_t inputCount,
                           const DMO_PARTIAL_MEDIATYPE* inputs, uint32_t outputCount,
                           const DMO_PARTIAL_MEDIATYPE* outputs,

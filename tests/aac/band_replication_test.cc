@@ -7,6 +7,7 @@
 #include <cmath>
 
 #include "aac/aac_decoder.h"
+#include "aac/aac_writer.h"
 #include "aac/frame_tools.h"
 #include "aac/stream_reader.h"
 
@@ -160,6 +161,153 @@ TEST(BandReplication, ResetForgetsTheSignal) {
   for (const int16_t sample : fresh.pcm)
     wanted = std::max<int64_t>(wanted, std::abs(int32_t{sample}));
   EXPECT_LE(loudest, 2 * wanted + 8);
+}
+
+// A reset is a jump within the stream: units without headers, which a fresh decoder
+// cannot make stereo of, still are stereo behind it.
+TEST(BandReplication, ResetKeepsTheHeaders) {
+  const Bytes stream = ReadBytes(StreamPath("he2_44100_24k.aac"));
+  const std::vector<Bytes> blocks = CutAdts(stream);
+  Units units({18, 0, 777, 411}, ConfigFor(stream));
+  for (const Bytes& block : blocks) ASSERT_EQ(units.Get(block), UMC::UMC_OK);
+  int32_t headless = 0;
+  for (const Bytes& block : blocks) {
+    FrameTools tools[2] = {};
+    Units fresh({18, 0, 777, 411}, ConfigFor(stream));
+    fresh.decoder.CountTools(&tools[0]);
+    ASSERT_EQ(fresh.Get(block), UMC::UMC_OK);
+    headless += tools[0].psFrames == 0 ? 1 : 0;
+    ASSERT_EQ(units.decoder.Reset(), UMC::UMC_OK);
+    units.decoder.CountTools(&tools[1]);
+    ASSERT_EQ(units.Get(block), UMC::UMC_OK);
+    EXPECT_EQ(tools[1].psFrames, 1);
+  }
+  EXPECT_GT(headless, 0);
+}
+
+bool BothAlike(const std::vector<int16_t>& pcm) {
+  for (size_t i = 0; i < pcm.size(); i += 2)
+    if (pcm[i] != pcm[i + 1]) return false;
+  return true;
+}
+
+// Stereo is asked for and the real bank cannot make it: the second channel is a copy.
+TEST(BandReplication, RealPathCopiesTheSecondChannel) {
+  const Bytes stream = ReadBytes(StreamPath("he2_44100_24k.aac"));
+  Units units({28, 0, 777, -1}, ConfigFor(stream));
+  for (const Bytes& block : CutAdts(stream)) {
+    ASSERT_EQ(units.Get(block), UMC::UMC_OK);
+    ASSERT_EQ(units.out.channels, 2);
+    ASSERT_EQ(units.pcm.size(), 4096u);
+    ASSERT_TRUE(BothAlike(units.pcm));
+  }
+  EXPECT_GT(Roughness(units.pcm, 2), 0);
+}
+
+double Energy(const std::vector<int16_t>& pcm, size_t first, size_t end) {
+  double sum = 0;
+  for (size_t i = first; i < end; ++i) sum += std::pow(pcm[i], 2);
+  return sum;
+}
+
+// A change of the output's rate: the banks start anew, from silence, and the next frame
+// has the level of a stream that had this rate all along.
+TEST(BandReplication, TheRateMayChange) {
+  const Bytes stream = ReadBytes(StreamPath("he1_44100_st_48k.aac"));
+  const std::vector<Bytes> blocks = CutAdts(stream);
+  for (const int32_t downsample : {0, 1}) {
+    Units changed({18, 1 - downsample}, ConfigFor(stream));
+    Units steady({18, downsample}, ConfigFor(stream));
+    for (size_t i = 0; i < 10; ++i) {
+      ASSERT_EQ(changed.Get(blocks[i]), UMC::UMC_OK);
+      ASSERT_EQ(steady.Get(blocks[i]), UMC::UMC_OK);
+    }
+    UMC::AACDecoderParams params;
+    params.sbrMode = 18;
+    params.sbrDownsample = downsample;
+    params.sbrSupportLevel = 777;
+    ASSERT_EQ(changed.decoder.SetParams(&params), UMC::UMC_OK);
+    for (size_t i = 10; i < 12; ++i) {
+      ASSERT_EQ(changed.Get(blocks[i]), UMC::UMC_OK);
+      ASSERT_EQ(steady.Get(blocks[i]), UMC::UMC_OK);
+      ASSERT_EQ(changed.out.sampleFrequency, downsample != 0 ? 22050 : 44100);
+      ASSERT_EQ(changed.pcm.size(), steady.pcm.size());
+      const size_t all = changed.pcm.size();
+      const size_t dark = i == 10 ? all / 8 : 0;  // an eighth of a frame is within the delay
+      EXPECT_LE(Energy(changed.pcm, 0, dark), 0.01 * Energy(steady.pcm, 0, dark));
+      const double level = Energy(changed.pcm, all / 2, all) / Energy(steady.pcm, all / 2, all);
+      EXPECT_NEAR(level, 1, 0.1) << downsample;
+    }
+  }
+}
+
+uint32_t Bits(const Bytes& bytes, size_t at, int32_t count) {
+  uint32_t value = 0;
+  for (const size_t end = at + static_cast<size_t>(count); at < end; ++at)
+    value = value << 1 | (bytes[at / 8] >> (7 - at % 8) & 1U);
+  return value;
+}
+
+// Whether fill elements, the first of them with band replication, stand from there to
+// the end.
+bool AreFills(const Bytes& block, size_t at, size_t end) {
+  for (bool isFirst = true; at + 7 <= end && Bits(block, at, 3) == kFil; isFirst = false) {
+    uint32_t count = Bits(block, at + 3, 4);
+    at += count == 15 ? 15 : 7;
+    if (at + 4 > end) break;
+    if (count == 15) count = 14 + Bits(block, at - 8, 8);
+    if (isFirst && Bits(block, at, 4) != 13) return false;
+    at += size_t{8} * count;
+  }
+  return at == end;
+}
+
+// A block's elements up to the fill elements that end it, and those.
+struct Cut {
+  explicit Cut(const Bytes& block) {
+    size_t end = 8 * block.size() - 3;
+    while (Bits(block, end, 3) != kEnd) --end;
+    size_t at = 0;
+    while (at < end && !AreFills(block, at, end)) ++at;
+    EXPECT_LT(at, end);
+    for (size_t bit = 0; bit < end; ++bit) (bit < at ? core : fill).Put(Bits(block, bit, 1), 1);
+  }
+  BitWriter core, fill;
+};
+
+// A pair that has had a payload and has none in a frame where a single channel has one,
+// a low frequency element between them: the old payload is not made use of again.
+TEST(BandReplication, OldPayloadsAreNotReplayed) {
+  const std::vector<Bytes> singles = CutAdts(ReadBytes(StreamPath("he2_44100_24k.aac")));
+  const std::vector<Bytes> pairs = CutAdts(ReadBytes(StreamPath("he1_44100_st_48k.aac")));
+  const Format format = {2, 7};
+  ProgramConfig program;
+  program.front = {{false, 0}, {true, 0}};
+  program.lfe = {0};
+  Element low;
+  low.id = kLfe;
+  const auto unit = [&](size_t i, bool withPayload) {
+    const Cut single(singles[i]);
+    const Cut pair(pairs[i]);
+    BitWriter out;
+    out.Append(single.core);
+    out.Append(single.fill);
+    WriteElement(&out, format, low);
+    out.Append(pair.core);
+    if (withPayload) out.Append(pair.fill);
+    out.Put(kEnd, 3);
+    out.Align();
+    return out.Bytes();
+  };
+  Units once({}, WriteConfig(format, 0, &program));
+  Units never({}, WriteConfig(format, 0, &program));
+  for (size_t i = 0; i < 8; ++i) {
+    ASSERT_EQ(once.Get(unit(i, i < 4)), UMC::UMC_OK);
+    ASSERT_EQ(never.Get(unit(i, false)), UMC::UMC_OK);
+    ASSERT_EQ(once.pcm.size(), 4 * 2048u);
+    if (i < 2 || i == 4) continue;  // before any sound; as the banks' histories end
+    EXPECT_EQ(once.pcm == never.pcm, i > 4) << i;
+  }
 }
 
 // Every byte of two units flipped: a status, and the stream goes on.

@@ -100,6 +100,7 @@ static void walk(void) {
   EXPECT(lib.enumerate(&GUID_NULL, 0, 0, NULL, 0, NULL, NULL) == E_POINTER);
   EXPECT(lib.enumerate(&GUID_NULL, 0, 1, NULL, 0, NULL, &found) == E_POINTER && found == NULL);
   EXPECT(lib.enumerate(&GUID_NULL, 0, 0, NULL, 0, NULL, &found) == S_OK);
+  EXPECT(lib.canUnload() == S_FALSE);
   EXPECT(found->lpVtbl->Next(found, 2, ids, names, NULL) == E_INVALIDARG);
   EXPECT(found->lpVtbl->Skip(found, 1) == S_OK && found->lpVtbl->Clone(found, &copy) == S_OK);
   EXPECT(found->lpVtbl->Skip(found, 2) == S_FALSE && found->lpVtbl->Reset(found) == S_OK);
@@ -203,6 +204,18 @@ static void* hammer(void* unused) {
   return NULL;
 }
 
+/* Threads that a host leaves behind may call while the process ends. */
+static void* linger(void* unused) {
+  (void)unused;
+  for (;;) {
+    IEnumDMO* found = NULL;
+    lib.registerServer();
+    if (lib.enumerate(&GUID_NULL, 0, 0, NULL, 0, NULL, &found) == S_OK)
+      found->lpVtbl->Release(found);
+  }
+  return NULL;
+}
+
 int main(int count, char** words) {
   if (count != 2) return puts("usage: registration_host LIBRARY"), 2;
   load(words[1]);
@@ -226,6 +239,11 @@ int main(int count, char** words) {
   EXPECT(decodersOf(wave(ORBEL_FORMAT_AAC), &id) == 0 && lib.getName(&CLSID_aacdecoder, name) < 0);
   decode(); /* creation does not need it */
   lib.uninitialize();
+  EXPECT(lib.canUnload() == S_OK);
+  lib.registerServer();
+  pthread_t lingering;
+  pthread_create(&lingering, NULL, linger, NULL);
+  pthread_detach(lingering);
   if (failures == 0) puts("registered, found, made, run, taken out");
   return failures != 0;
 }

@@ -24,5 +24,6 @@ std::span<const FamilyCase> QmfCases();
 std::span<const FamilyCase> SbrCases();
 std::span<const FamilyCase> PsCases();
 std::span<const FamilyCase> AlsCases();
+std::span<const FamilyCase> BsacCases();
 
 }  // namespace orbel

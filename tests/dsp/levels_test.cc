@@ -100,7 +100,7 @@ TEST(Levels, WriteOnlyTheirElements) {
 TEST(Levels, FamiliesEqualLevelZero) {
   DetectHere();
   for (const auto& cases : {VlcCases(), TransformCases(), PredictionCases(), ToolCases(),
-                            QmfCases(), SbrCases(), PsCases(), AlsCases()}) {
+                            QmfCases(), SbrCases(), PsCases(), AlsCases(), BsacCases()}) {
     for (const FamilyCase& run : cases) {
       for (uint32_t seed : {1U, 2U, 3U}) {
         for (bool extreme : {false, true}) {
@@ -123,7 +123,7 @@ TEST(Levels, CaseListNamesEveryPrimitive) {
   std::set<std::string> named;
   for (const PrimitiveCase& run : kPrimitiveCases) named.insert(run.primitive);
   for (const auto& cases : {VlcCases(), TransformCases(), PredictionCases(), ToolCases(),
-                            QmfCases(), SbrCases(), PsCases(), AlsCases()})
+                            QmfCases(), SbrCases(), PsCases(), AlsCases(), BsacCases()})
     for (const FamilyCase& run : cases) named.insert(run.primitive);
 #define COUNT_NAME(name, params, args) \
   EXPECT_EQ(named.erase(#name), 1U) << #name " is not in the list of cases";

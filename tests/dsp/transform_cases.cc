@@ -31,7 +31,7 @@ struct Vectors {
     return std::ldexp(static_cast<float>(draw) - 0x1p31F, static_cast<int>(draw % 24) - 31);
   }
 
-  // Specifications, placed by the level's own Init.
+  // The transforms' records, placed by the level's own Init.
   DspImdctSpec* Inverse(int level) {
     status += dspImdctInit_32fRow[level](&inverse, samples, memory.data() + 3, nullptr);
     return inverse;

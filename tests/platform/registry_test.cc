@@ -32,6 +32,7 @@ TEST(Registry, KeepsKeysAndValues) {
   EXPECT_EQ(registry.SetValue("a\\B", "N", "two"), S_OK);
   EXPECT_EQ(registry.MakeKey("a\\c\\d"), S_OK);
   EXPECT_EQ(registry.MakeKey("a\\e\\\\f"), E_INVALIDARG);
+  EXPECT_EQ(registry.MakeKey("a\\g\\"), E_INVALIDARG);
   EXPECT_EQ(Shape(registry.Find("")), "a(b=one c(d ) ) ");
   EXPECT_EQ(registry.Find("a\\b").Value("n"), "two");
   EXPECT_EQ(registry.Find("a\\b").Value("m").data(), nullptr);
@@ -59,7 +60,8 @@ TEST(Registry, ScriptsEnterAndRemove) {
         std::string("HKCR { a = s b }"), std::string("HKCR { a = d '1' }"),
         std::string("HKCR { a = s '%OTHER%' }"), std::string("HKCR { a = s 'open }"),
         std::string("HKCR { a\\b }"), std::string("HKCR { } more"), std::string("HKLM { a }"),
-        std::string("HKCR { val a }"), deep}) {
+        std::string("HKCR { val a }"), "HKCR { a { val " + std::string(300, 'n') + " = s 'x' } }",
+        deep}) {
     EXPECT_EQ(RegistrarEnter(registry, bad, {"WHERE", ""}), E_INVALIDARG) << bad;
     EXPECT_EQ(Shape(registry.Find("")), "HKCR(Kept ) ") << bad;
   }

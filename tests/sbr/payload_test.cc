@@ -4,17 +4,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cmath>
 #include <memory>
 #include <random>
 #include <vector>
 
-#include "dsp/primitives.h"
 #include "sbr/payload_writer.h"
 #include "sbr/ps.h"
-#include "sbr/sbr_code_tables.h"
 #include "sbr/sbr_grid.h"
-#include "sbr/sbr_huffman_tables.h"
 
 namespace orbel {
 namespace {
@@ -72,27 +68,6 @@ void GiveHeader(Element* e, const sbr_test::Header& header = {}) {
   p.hasFrame = false;
   ASSERT_GT(Feed(e, WriteExtension(p), 2).status, 0);
   ASSERT_GT(e->N_high, 0);
-}
-
-TEST(SbrHuffmanTables, AreCompleteAndDecode) {
-  for (int32_t book = 0; book < kSbrHuffmanBookCount; ++book) {
-    ASSERT_NE(SbrCodeTables()[book], nullptr) << book;
-    const SbrHuffmanBook& codes = kSbrHuffmanBooks[book];
-    double kraft = 0;
-    for (int32_t row = 0; row <= 2 * codes.largest; ++row) {
-      const SbrHuffmanCode& code = codes.codes[row];
-      kraft += std::ldexp(1.0, -code.length);
-      BitWriter writer;
-      writer.Put(code.word, code.length);
-      const uint8_t* at = writer.bytes.data();
-      int32_t bit = 0;
-      int32_t value = 99;
-      dspVlcDecodeOne(&at, &bit, at + writer.bytes.size(), &value, SbrCodeTables()[book]);
-      EXPECT_EQ(value, row - codes.largest);
-      EXPECT_EQ((at - writer.bytes.data()) * 8 + bit, code.length);
-    }
-    EXPECT_EQ(kraft, 1.0) << book;
-  }
 }
 
 struct GridCase {

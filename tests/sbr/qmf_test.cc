@@ -27,8 +27,10 @@ constexpr int kRows = kFrames * kQmfSlots;
 struct Bank {
   bool isComplex;
   int bands;  // of the synthesis
+  int used;
 };
-constexpr Bank kBanks[] = {{true, 64}, {true, 32}, {false, 64}, {false, 32}};
+constexpr Bank kBanks[] = {{true, 64, 64},  {true, 64, 41},  {true, 32, 32},
+                           {false, 64, 64}, {false, 64, 41}, {false, 32, 32}};
 
 struct Rows {
   QmfRow real[kRows];
@@ -69,7 +71,7 @@ void Analyse(Bank bank, QmfAnalysis* state, const float* core, Rows* rows, int f
 }
 
 void Synthesise(Bank bank, QmfSynthesis* state, const Rows& rows, int first, float* pcm) {
-  SbrSynthesise(state, rows.real + first, bank.isComplex ? rows.imag + first : nullptr,
+  SbrSynthesise(state, rows.real + first, bank.isComplex ? rows.imag + first : nullptr, bank.used,
                 bank.bands == 32, pcm);
 }
 
@@ -85,7 +87,7 @@ TEST(QmfWindow, HasTheStandardsSymmetryAndEnergy) {
 }
 
 TEST(Qmf, AnalysisEqualsTheDirectSum) {
-  for (Bank bank : {kBanks[0], kBanks[2]}) {
+  for (Bank bank : {kBanks[0], kBanks[3]}) {
     const std::vector<float> core = Noise(kFrames * 1024, 1);
     const auto states = std::make_unique<States>();
     const auto rows = std::make_unique<Rows>();
@@ -120,6 +122,8 @@ TEST(Qmf, SynthesisEqualsTheDirectSum) {
     for (QmfRow* part : {rows->real, rows->imag}) {
       const std::vector<float> noise = Noise(kRows * kQmfBands, seed++);
       std::copy(noise.begin(), noise.end(), part[0]);
+      for (int slot = 0; slot < kRows; ++slot)
+        std::fill(part[slot] + bank.used, part[slot] + kQmfBands, 0.0F);
     }
     std::vector<float> pcm(size_t(kRows * bands) + 1, kGuard);
     for (int frame = 0; frame < kFrames; ++frame) {
@@ -189,8 +193,8 @@ TEST(Qmf, SynthesisUndoesAnalysis) {
 TEST(Qmf, PrimitivesRefuseWhatTheyCannotDo) {
   std::vector<float> x(4096);
   for (int32_t bands : {INT32_MIN, 0, 33, 128})
-    EXPECT_EQ(dspQmfSynthesis_32f(&x[0], &x[0], bands, &x[0], &x[0]), kDspBadLength);
-  EXPECT_EQ(dspQmfSynthesis_32f(&x[0], &x[0], 64, nullptr, &x[0]), kDspNullPointer);
+    EXPECT_EQ(dspQmfSynthesis_32f(&x[0], &x[0], 64, bands, &x[0], &x[0]), kDspBadLength);
+  EXPECT_EQ(dspQmfSynthesis_32f(&x[0], &x[0], 64, 64, nullptr, &x[0]), kDspNullPointer);
   EXPECT_EQ(dspQmfAnalysis_32f(nullptr, &x[0], &x[0], &x[0]), kDspNullPointer);
 }
 
