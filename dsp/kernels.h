@@ -116,6 +116,6 @@
   DSP_QMF_KERNELS(X)         \
   DSP_SBR_KERNELS(X)         \
   DSP_PS_KERNELS(X)          \
-  DSP_ALS_KERNELS(X)
+  DSP_ALS_KERNELS(X)         \
   DSP_BSAC_KERNELS(X)
 // clang-format on
