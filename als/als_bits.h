@@ -36,8 +36,8 @@ struct AlsBits {
     return count == 0 ? 0 : value >> (32 - count);
   }
   int32_t Signed(int32_t count) {  // two's complement, `count` 1 to 32
-    const uint32_t value = Get(count) << (32 - count);
-    return static_cast<int32_t>(value) >> (32 - count);
+    const int32_t unused = (32 - count) & 31;
+    return static_cast<int32_t>(Get(count) << unused) >> unused;
   }
   bool Flag() { return Get(1) != 0; }
   void Align() { position = (position + 7) & ~uint64_t{7}; }

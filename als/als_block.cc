@@ -43,7 +43,7 @@ bool AlsReadDivision(const AlsConfig& config, int32_t samples, AlsBits* bits,
   Splitter splitter = {0, 0, config.frameLength, samples, division};
   if (config.blockSwitching != 0) {
     splitter.bits = 4 << config.blockSwitching;
-    splitter.word = bits->Get(splitter.bits) << (32 - splitter.bits);
+    splitter.word = bits->Get(splitter.bits) << ((32 - splitter.bits) & 31);
     division->independent = splitter.word >> 31 != 0;
   }
   splitter.Walk(1, 0);

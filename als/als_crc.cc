@@ -48,7 +48,7 @@ uint32_t AlsCrc(uint32_t crc, const uint8_t* bytes, uint64_t size) {
 }
 
 uint32_t AlsCrcSwapped(uint32_t crc, const uint8_t* bytes, uint64_t size, int32_t width) {
-  uint8_t swapped[kChunk];
+  uint8_t swapped[kChunk] = {};
   while (size > 0) {
     const uint64_t count = std::min(size, kChunk);
     for (uint64_t i = 0; i < count; i += static_cast<uint64_t>(width))

@@ -3,9 +3,10 @@
 // (RLS-LMS) is not decoded.
 //
 // Plain functions over a state record of the caller's and one block of memory;
-// nothing is allocated. One frame costs time in proportion to its samples times
-// the order of prediction (64 at least, which is what correlated channels may
-// cost), where a block counts as many samples as the order at least.
+// nothing is allocated. One frame costs time in proportion to its samples times the
+// order of prediction, and to those times 6 * kAlsMaxEntries with correlation between
+// channels. A block counts for that as at least as many samples as the order has
+// coefficients.
 #pragma once
 
 #include <cstdint>

@@ -14,7 +14,7 @@ constexpr int32_t kTabulated = 20;
 constexpr int32_t kFineFrom = 127;
 constexpr int32_t kFractionBits = 20;
 
-int32_t Reflection(const int8_t* quantised, int32_t number) {
+int32_t Reflection(const int16_t* quantised, int32_t number) {
   const int32_t q = quantised[number];
   if (number == 0) return AlsCompanded(q);
   if (number == 1) return -AlsCompanded(q);
@@ -63,7 +63,7 @@ void PredictShifted(const AlsState& state, const AlsBlock& block, int32_t* sampl
 
 }  // namespace
 
-bool AlsReadCoefficients(int32_t coefTable, int32_t order, AlsBits* bits, int8_t* quantised) {
+bool AlsReadCoefficients(int32_t coefTable, int32_t order, AlsBits* bits, int16_t* quantised) {
   for (int32_t i = 0; i < order; ++i) {
     int32_t q;
     if (coefTable == kPlainTable) {
@@ -78,7 +78,7 @@ bool AlsReadCoefficients(int32_t coefTable, int32_t order, AlsBits* bits, int8_t
       q = bits->Rice(1);
     }
     if (q < -64 || q > 63) return false;
-    quantised[i] = static_cast<int8_t>(q);
+    quantised[i] = static_cast<int16_t>(q);
   }
   return true;
 }

@@ -9,7 +9,7 @@
 namespace orbel {
 
 // `order` quantised coefficients. False when one is out of range.
-bool AlsReadCoefficients(int32_t coefTable, int32_t order, AlsBits* bits, int8_t* quantised);
+bool AlsReadCoefficients(int32_t coefTable, int32_t order, AlsBits* bits, int16_t* quantised);
 
 // The parameters of long-term prediction, its flag included. False when they are bad.
 bool AlsReadLongTerm(const AlsConfig& config, AlsBits* bits, AlsBlock* block);

@@ -34,7 +34,7 @@ struct AlsBlock {
   int32_t gains[5];
   int32_t lag;
   int32_t entryCount;
-  int8_t* quantised;  // `order` coefficients, -64 to 63
+  int16_t* quantised;  // `order` coefficients, -64 to 63
 };
 
 // The dictionary of packed differences, kept over the frames of a stream.
@@ -84,7 +84,7 @@ struct AlsState {
   int32_t* saved;            // history samples that a shift has changed
   int32_t* coefficients[2];  // two sets, of which one grows out of the other
   AlsBlock* blocks;          // one for each channel with correlation, otherwise one
-  int8_t* quantised;         // maxOrder for each of those blocks
+  int16_t* quantised;        // maxOrder for each of those blocks
   AlsEntry* entries;         // kAlsMaxEntries for each channel
   int32_t* walk;             // channels that wait for their masters
   int32_t* walkEntry;        // and the entry that each of them has come to

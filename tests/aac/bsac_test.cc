@@ -30,9 +30,10 @@ class BsacDecoder {
     AACDecoderStateInit(state);
     PlaceSbrAreas(state);
     int32_t size = 0;
-    EXPECT_EQ(QueryToolMemory(state, kObjectBsac, nullptr, &size), 0);
+    EXPECT_EQ(QueryToolMemory(state, kObjectBsac, AlsConfig{}, nullptr, &size), 0);
     tool_.resize(static_cast<size_t>(size) / 8 + 1, ~uint64_t{0});
-    EXPECT_EQ(QueryToolMemory(state, kObjectBsac, reinterpret_cast<uint8_t*>(tool_.data()), &size),
+    EXPECT_EQ(QueryToolMemory(state, kObjectBsac, AlsConfig{},
+                              reinterpret_cast<uint8_t*>(tool_.data()), &size),
               0);
     state->audioObjectType = kObjectBsac;
     ClearObjectTypeState(state);
