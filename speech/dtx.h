@@ -10,7 +10,8 @@
 
 namespace orbel {
 
-// Rows of autocorrelations, newest first; a value counts 2^-exponent.
+// Rows of autocorrelations, newest first; a value counts 2^-exponent, but for a
+// constant factor.
 template <int kRows>
 struct AutocorrelationRows {
   int16_t row[kRows][kFilterLength];

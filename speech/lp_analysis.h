@@ -13,7 +13,8 @@ inline constexpr int32_t kAutocorrelationOrder = 12;
 // The windowed samples with zeros behind them, so that all lags sum over one length.
 inline constexpr int32_t kWindowedSamples = kAnalysisWindow + kAutocorrelationOrder + 4;
 
-// Values by lag, normalised by the first; a value counts 2^exponent.
+// Values by lag, normalised by the first; a value counts 2^exponent, but for a
+// constant factor.
 struct Autocorrelation {
   fixed::TwoWord value[kAutocorrelationOrder + 1];
   int16_t exponent;

@@ -1,6 +1,7 @@
 // The excitation of comfort noise (ITU-T G.729 Annex B): in each subframe an
 // adaptive vector at a random lag, Gaussian noise and four pulses, brought
-// together to a wanted level. Decoder and encoder make the same.
+// together to a wanted level. Decoder and encoder make theirs by the same rules, each
+// from a seed of its own.
 #pragma once
 
 #include <cstdint>

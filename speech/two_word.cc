@@ -9,12 +9,6 @@ constexpr int16_t kLogTable[33] = {0,     1455,  2866,  4236,  5568,  6863,  812
                                    21097, 22033, 22951, 23852, 24735, 25603, 26455, 27291, 28113,
                                    28922, 29716, 30497, 31266, 32023, 32767};
 
-// tabpow, Q14.
-constexpr int16_t kPowTable[33] = {16384, 16743, 17109, 17484, 17867, 18258, 18658, 19066, 19484,
-                                   19911, 20347, 20792, 21247, 21713, 22188, 22674, 23170, 23678,
-                                   24196, 24726, 25268, 25821, 26386, 26964, 27554, 28158, 28774,
-                                   29405, 30048, 30706, 31379, 32066, 32767};
-
 // Between row i and the next, a Q15 of the way.
 int32_t Interpolate(const int16_t* table, int32_t i, int32_t a) {
   return LMsu(table[i] * 65536, Sub(table[i], table[i + 1]), static_cast<int16_t>(a));
@@ -34,11 +28,6 @@ Logarithm Log2(int32_t v) {
   const int16_t norm = NormL(v);
   v = LShl(v, norm);
   return {Sub(30, norm), Hi(Interpolate(kLogTable, (v >> 25) - 32, (v >> 10) & 0x7FFF))};
-}
-
-int32_t Pow2(int16_t exponent, int16_t fraction) {
-  const int32_t row = (fraction >> 10) & 31;
-  return LShrR(Interpolate(kPowTable, row, (fraction * 32) & 0x7FFF), 30 - exponent);
 }
 
 int16_t Root14(int32_t v) {

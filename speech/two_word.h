@@ -36,9 +36,6 @@ struct Logarithm {
 // Base 2. 0 and below give (0, 0).
 Logarithm Log2(int32_t v);
 
-// 2 to the exponent and a fraction in Q15, rounded to an integer.
-int32_t Pow2(int16_t exponent, int16_t fraction);
-
 // The root of v / 2, rounded down to an even number, for v of 0 and above.
 int16_t Root14(int32_t v);
 
