@@ -275,6 +275,7 @@ Status AACDecoder::Init(BaseCodecParams* params) {
   if (m_audioType != kStreamUnits) return UMC_OK;
   const Status locked = LockState();
   if (locked != UMC_OK) return locked;
+  if (m_state == nullptr) return UMC_ERR_NOT_INITIALIZED;
   return InitFromConfiguration(audio->data);
 }
 

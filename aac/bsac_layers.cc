@@ -124,7 +124,7 @@ void BudgetBsacLayers(const BsacHeader& header, int32_t channels, int32_t freque
   const int32_t base = layers->base;
   const int32_t count = layers->count;
   int32_t* at = layers->firstBit;
-  int32_t side[kBsacMaxLayers];
+  int32_t side[kBsacMaxLayers] = {};
   for (int32_t l = 0; l < count; ++l) side[l] = SideBits(header, layers->layer[l], channels);
   // A kilobit a second and channel for each enhancement layer, on top of 16.
   const int32_t frameBits = 8 * header.frame_length;

@@ -66,7 +66,7 @@ void AlsReadBlockKind(const AlsConfig& config, AlsBits* bits, AlsBlock* block) {
 }
 
 bool AlsReadBlock(const AlsConfig& config, AlsBits* bits, AlsBlock* block, int32_t* samples) {
-  if (!block->coded) return true;
+  if (!block->coded) return !bits->IsPast();
   AlsCode code;
   if (!AlsReadCode(config, block->length, bits, &code)) return false;
   block->shift = bits->Flag() ? static_cast<int32_t>(bits->Get(4)) + 1 : 0;

@@ -24,11 +24,12 @@ bool IsPast(const BitReader& reader) {
   return GetBitPosition(reader) > static_cast<uint64_t>(reader.sizeBytes) * 8;
 }
 
-// At a byte boundary.
-bool Skip(BitReader* reader, uint64_t bytes) {
-  if (bytes > BytesLeft(*reader)) return false;
+// At a byte boundary. More than a reader holds will never be there.
+int32_t Skip(BitReader* reader, uint64_t bytes) {
+  if (bytes > kMaxReaderBytes) return kAlsConfigBad;
+  if (bytes > BytesLeft(*reader)) return kAlsConfigCut;
   SetBitPosition(reader, GetBitPosition(*reader) + static_cast<uint32_t>(bytes) * 8);
-  return true;
+  return 0;
 }
 
 uint32_t ReadSize(BitReader* reader) {
@@ -71,14 +72,19 @@ int32_t ParseTail(AlsConfig* config, int32_t firstBit, BitReader* reader) {
   if (used % 8 != 0) GetBits(reader, 8 - used % 8);
   config->headerSize = ReadSize(reader);
   config->trailerSize = ReadSize(reader);
-  if (!Skip(reader, uint64_t{config->headerSize} + config->trailerSize)) return kAlsConfigCut;
+  int32_t skipped = Skip(reader, uint64_t{config->headerSize} + config->trailerSize);
+  if (skipped != 0) return skipped;
   if (config->crcEnabled != 0) config->crc = GetBits(reader, 32);
   if (config->unitSizes == 2 && config->randomAccess > 0) {
     if (config->samples == kAlsSamplesUnknown) return kAlsConfigBad;
     const auto distance = static_cast<uint64_t>(config->randomAccess);
-    if (!Skip(reader, 4 * ((FrameCount(*config) + distance - 1) / distance))) return kAlsConfigCut;
+    skipped = Skip(reader, 4 * ((FrameCount(*config) + distance - 1) / distance));
+    if (skipped != 0) return skipped;
   }
-  if (config->auxEnabled != 0 && !Skip(reader, GetBits(reader, 32))) return kAlsConfigCut;
+  if (config->auxEnabled != 0) {
+    skipped = Skip(reader, GetBits(reader, 32));
+    if (skipped != 0) return skipped;
+  }
   return IsPast(*reader) ? kAlsConfigCut : 0;
 }
 

@@ -189,6 +189,11 @@ int32_t DecodeFrame(AlsState* state, const uint8_t* data, uint64_t size, bool wh
     return kAlsBad;
   if (!ReadIntegers(state, randomAccess, samples, &bits) || bits.IsPast())
     return CutOrBad(bits, whole, bytes);
+  // Zeros may have stood for bits that are still to come; at the end of the stream they
+  // are as they should be.
+  if (bits.passed && !whole && config.samples != kAlsSamplesUnknown &&
+      AlsFrameSamples(config, state->frameNumber + 1) > 0)
+    return kAlsCut;
   if (config.floating != 0) {
     bits.Align();
     const uint64_t part = bits.Get(32);
@@ -288,7 +293,10 @@ bool AlsEnded(const AlsState& state) {
 int32_t AlsDecode(AlsState* state, const uint8_t* data, uint64_t size, bool unit, uint8_t* output,
                   uint64_t room, AlsOutput* result) {
   *result = AlsOutput{};
-  if (AlsEnded(*state)) return kAlsCut;
+  if (AlsEnded(*state)) {
+    if (unit) result->consumed = size;
+    return kAlsCut;
+  }
   // What is left of a unit that was given up.
   const uint64_t skipped = std::min(state->skip, size);
   state->skip -= skipped;
@@ -303,6 +311,11 @@ int32_t AlsDecode(AlsState* state, const uint8_t* data, uint64_t size, bool unit
     const int32_t status =
         DecodeFrame(state, data + result->consumed, left, unit, output + result->bytes, &consumed);
     if (status == kAlsCut) return kAlsCut;
+    if (status == kAlsBad && unit && result->bytes > 0 && IsRandomAccess(*state)) {
+      // The unit has ended in front of this frame: these bytes are none.
+      result->consumed = size;
+      return kAlsGood;
+    }
     if (status == kAlsBad) {
       LoseFrames(state, output + result->bytes, room - result->bytes, result);
       const bool resumable = unit || state->unitKnown != 0;

@@ -73,7 +73,7 @@ bool AlsReadCoefficients(int32_t coefTable, int32_t order, AlsBits* bits, int16_
       const int64_t value = int64_t{bits->Rice(code.parameter)} + code.offset;
       q = static_cast<int32_t>(std::clamp<int64_t>(value, -65, 64));
     } else if (i < kFineFrom) {
-      q = std::clamp(bits->Rice(2), -65, 64) + (i & 1);
+      q = std::clamp(bits->Rice(2), -66, 64) + (i & 1);
     } else {
       q = bits->Rice(1);
     }

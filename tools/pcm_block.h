@@ -1,6 +1,7 @@
 // Decoded sound: interleaved samples and what is known of them.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -34,7 +35,7 @@ struct PcmBlock {
   uint64_t position = 0;    // of the first coded byte
   uint64_t codedBytes = 0;  // of the input, headers included
 
-  uint64_t Frames() const { return pcm.size() / form.FrameBytes(); }
+  uint64_t Frames() const { return pcm.size() / std::max(form.FrameBytes(), 1U); }
   double Seconds() const { return static_cast<double>(Frames()) / form.rate; }
 };
 

@@ -126,11 +126,13 @@ TEST(Als, RawUnitsWithAConfiguration) {
 TEST(Als, Plays) {
   const Workplace work;
   for (const std::string name : {"const8", "rice_mono16", "s24_96k", "w_mix_32"}) {
-    const std::string file = " '" + kData + name + ".als'";
+    const std::string file = std::string(" '").append(kData).append(name).append(".als'");
     const ToolResult result = work.Shell(
-        "printf 'pcm.!default { type file file \"%s\" format raw slave.pcm { type null } }' "
-        "$PWD/played >conf; export ALSA_CONFIG_PATH=$PWD/conf; orbel play" +
-        file + " && orbel decode -o o.wav" + file);
+        std::string("printf 'pcm.!default { type file file \"%s\" format raw slave.pcm { type "
+                    "null } }' $PWD/played >conf; export ALSA_CONFIG_PATH=$PWD/conf; orbel play")
+            .append(file)
+            .append(" && orbel decode -o o.wav")
+            .append(file));
     ASSERT_EQ(result.exitCode, 0) << name << result.err;
     const Wav wav = ReadWav(work.Get("o.wav"));
     const std::vector<int16_t> played = AsPcm(work.Get("played"));
