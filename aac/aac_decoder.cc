@@ -524,6 +524,9 @@ Status AACDecoder::Decode(MediaData* in, MediaData* out, Frame* frame) {
     case kFrameOutputTooSmall:
       return UnlockAnd(UMC_ERR_NOT_ENOUGH_BUFFER);
     default:
+      // Calling again would not help.
+      if (units) MoveBy(in, frame->dataSize);
+      out->SetDataSize(0);
       return UnlockAnd(StatusOfResult(frame->result));
   }
   frame->consumed = frame->headerBytes + static_cast<uint64_t>(consumed);

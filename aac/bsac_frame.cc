@@ -119,7 +119,7 @@ int32_t ParseHeaders(Parse* frame, const uint8_t* data, int32_t size) {
   BitReaderInit(&reader, data, static_cast<size_t>(size));
   ParseBsacHeader(frame->channels, &reader, header);
   if (header->sba_mode != 0) return kFrameUnsupported;
-  if (header->frame_length > size || header->base_band == 0) return kFrameBad;
+  if (header->frame_length > size) return kFrameBad;
   const int32_t result = ParseGeneralHeader(frame, &reader);
   if (result != kFrameGood) return result;
   const auto parsed = static_cast<int32_t>((GetBitPosition(reader) + 7) / 8);

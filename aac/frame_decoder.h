@@ -12,7 +12,8 @@ constexpr int32_t kFrameGood = 0;
 constexpr int32_t kFrameNoMemory = 3;
 constexpr int32_t kFrameBad = 4;  // no PCM was written
 constexpr int32_t kFrameNullPointer = 5;
-constexpr int32_t kFrameOutputTooSmall = 7;  // it is decoded; the next call writes it
+constexpr int32_t kFrameOutputTooSmall = 7;  // it is decoded, and the next call writes it;
+                                             // of object type 22 nothing is decoded
 constexpr int32_t kFrameUnsupported = 8;
 
 // Decodes one block, or one access unit of object type 22, from `dataSize` bytes and

@@ -110,6 +110,10 @@ class UnitInput final : public AacInput {
     const uint64_t position = file_->Position();
     const Extent extent = ExtentAt(0);
     if (extent.head == 0) return false;
+    if (headBytes_ == 0 && extent.size == 0 && position > form_.dataStart) {
+      Note("damaged, with no way to go on", position);
+      return false;
+    }
     if (extent.size > kMostUnitBytes || (headBytes_ == 0 && extent.size == 0))
       throw FailureAt(file_->Name(),
                       headBytes_ == 0

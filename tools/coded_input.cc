@@ -163,9 +163,10 @@ OpenedInput OpenInput(const Options& options, size_t index) {
   if (!frames && isMp4)
     throw FailureAt(name, "MP4 files are not read, only what is in them: ADTS or raw units", 0);
   if (!frames)
-    throw UsageFailure(name +
-                       ": not a WAV, ADTS, ADIF or ALS file; say what it holds with --format (" +
-                       FormatKeys() + ")");
+    throw UsageFailure(
+        name +
+        ": not a WAV, ADTS, ADIF, ALS or framed speech file; say what it holds with --format (" +
+        FormatKeys() + ")");
   if (options.player)
     opened.samples = std::make_unique<AacSamples>(std::move(frames));
   else

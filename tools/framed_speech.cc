@@ -110,12 +110,16 @@ class FramedPcm::FramedInput final : public StreamInput {
     ended_ = true;  // until it is known that it is not
     const auto type = file_->Take(1);
     if (type.empty()) {
+      if (left_ && position == kFramedHeadBytes)
+        throw FailureAt(form_.name, "no frame in it", position);
       if (left_) Note("ends " + std::to_string(*left_) + " frames early", position);
       return false;
     }
     frame->type = type[0];
     frame->position = position;
     const auto size = FramedBytes(frame->type);
+    if (!size && position == kFramedHeadBytes)
+      throw FailureAt(form_.name, "no frame has type " + std::to_string(frame->type), position);
     if (!size) {
       Note("no frame has type " + std::to_string(frame->type) + ": stopped", position);
       return false;

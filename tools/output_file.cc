@@ -20,8 +20,9 @@ namespace {
 constexpr size_t kKeptBytes = 64 * 1024;
 
 Failure TooLong(const std::string& name, uint64_t bytes) {
-  return FailureIn(
-      name, std::to_string(bytes) + " bytes of PCM, more than a WAV file holds (4 GB); use --raw");
+  return FailureIn(name,
+                   std::to_string(bytes) +
+                       " bytes, more than a WAV file holds (4 GB); write it without a header");
 }
 
 // The file to remove should a signal end the process, or null.

@@ -366,7 +366,7 @@ TEST(Bsac, BrokenFrames) {
   EXPECT_EQ(result(With(good, 15, 1, 1)), kFrameUnsupported) << "sba_mode";
   EXPECT_EQ(result(With(good, 0, 11, length + 1)), kFrameBad) << "frame_length";
   EXPECT_EQ(result(With(good, 0, 11, 9)), kFrameBad) << "frame_length";
-  EXPECT_EQ(result(With(good, 32, 5, 0)), kFrameBad) << "base_band";
+  EXPECT_EQ(result(With(good, 32, 5, 0)), kFrameGood) << "enhancement layers alone";
   EXPECT_EQ(result(With(good, 56, 6, 50)), kFrameBad) << "max_sfb";
   Bytes ones = good;
   std::fill(ones.begin() + 9, ones.end(), uint8_t{0xFF});
