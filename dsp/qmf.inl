@@ -66,43 +66,66 @@ template <int N>
   return {(z.im - z.re) * All(kHalfRoot), (z.re + z.im) * All(-kHalfRoot)};
 }
 
-[[gnu::always_inline]] static inline void Fourier16(Complex4* z) {
-  for (int m = 0; m < 4; ++m) Fourier4(z[m], z[m + 4], z[m + 8], z[m + 12]);
-  z[5] = RotateEighth(z[5]);
-  z[6] = RotateQuarter(z[6]);
-  z[7] = RotateThreeEighths(z[7]);
-  z[9] = RotateQuarter(z[9]);
-  z[10] = {z[10].im, -z[10].re};
-  z[11] = RotateThreeQuarters(z[11]);
-  z[13] = RotateThreeEighths(z[13]);
-  z[14] = RotateThreeQuarters(z[14]);
-  z[15] = Rotate(z[15], All(-kCos8), All(kSin8));
-  for (int s = 0; s < 16; s += 4) Fourier4(z[s], z[s + 1], z[s + 2], z[s + 3]);
+// Sixteen points; result j ends at (j & 3) * 4 + (j >> 2). Columns are m, m + 4, m + 8 and
+// m + 12, to be gone through before the rows of four that follow one another.
+template <int M>
+[[gnu::always_inline]] static inline void Column16(Complex4* z) {
+  Fourier4(z[M], z[M + 4], z[M + 8], z[M + 12]);
+  if constexpr (M == 1) {
+    z[5] = RotateEighth(z[5]);
+    z[9] = RotateQuarter(z[9]);
+    z[13] = RotateThreeEighths(z[13]);
+  } else if constexpr (M == 2) {
+    z[6] = RotateQuarter(z[6]);
+    z[10] = {z[10].im, -z[10].re};
+    z[14] = RotateThreeQuarters(z[14]);
+  } else if constexpr (M == 3) {
+    z[7] = RotateThreeEighths(z[7]);
+    z[11] = RotateThreeQuarters(z[11]);
+    z[15] = Rotate(z[15], All(-kCos8), All(kSin8));
+  }
 }
 
+// Ordered so that little has to be kept between the steps.
 template <int N>
 [[gnu::always_inline]] static inline void Cosine4(const V4xF* x, int xStep, V4xF* y, int yStep) {
   constexpr int kHalf = N / 2;
   Complex4 z[kHalf];
-  for (int n = 0; n < kHalf; ++n)
+  const auto enter = [&](int n) __attribute__((always_inline)) {
     z[n] = Rotate(Complex4{x[2 * n * xStep], x[(N - 1 - 2 * n) * xStep]}, CosineRotation<N>(n));
+  };
+  const auto leave = [&](int n, Complex4 value) __attribute__((always_inline)) {
+    const Complex4 last = Rotate(value, CosineRotation<N>(n));
+    y[2 * n * yStep] = last.re;
+    y[(N - 1 - 2 * n) * yStep] = -last.im;
+  };
   if constexpr (N == 32) {
-    Fourier16(z);
-  } else if constexpr (N == 16) {
+    const auto column = [&]<int M>() __attribute__((always_inline)) {
+      for (int r = 0; r < 16; r += 4) enter(M + r);
+      Column16<M>(z);
+    };
+    column.template operator()<0>();
+    column.template operator()<1>();
+    column.template operator()<2>();
+    column.template operator()<3>();
+    for (int s = 0; s < 4; ++s) {
+      Complex4* row = z + 4 * s;
+      Fourier4(row[0], row[1], row[2], row[3]);
+      for (int i = 0; i < 4; ++i) leave(4 * i + s, row[i]);
+    }
+    return;
+  }
+  for (int n = 0; n < kHalf; ++n) enter(n);
+  if constexpr (N == 16) {
     Fourier8(z);
   } else if constexpr (N == 8) {
     Fourier4(z[0], z[1], z[2], z[3]);
-  } else {
+  } else if constexpr (N == 4) {
     const Complex4 sum = z[0] + z[1];
     z[1] = z[0] - z[1];
     z[0] = sum;
   }
-  for (int n = 0; n < kHalf; ++n) {
-    const int place = N == 32 ? (n & 3) * 4 + (n >> 2) : n;
-    const Complex4 last = Rotate(z[place], CosineRotation<N>(n));
-    y[2 * n * yStep] = last.re;
-    y[(N - 1 - 2 * n) * yStep] = -last.im;
-  }
+  for (int n = 0; n < kHalf; ++n) leave(n, z[n]);
 }
 
 // The second kind, y[n] = sum over k of x[k] * cos(pi / N * n * (k + 1/2)).

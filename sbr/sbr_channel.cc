@@ -61,15 +61,38 @@ Before BeforeOf(const SbrElement& element, int32_t channel) {
           std::clamp(element.slotOverrun[channel], 0, kSbrOverSlots)};
 }
 
+// Slots and bands that the high band is going to be written to.
+struct Target {
+  int32_t from, to;
+  int32_t kx, end;
+};
+
+// Rows whose high band is written next: the rest of them.
+void PlaceAround(int32_t from, int32_t to, int32_t end, const QmfRow* low, QmfRow* out) {
+  for (int32_t slot = from; slot < to; ++slot)
+    std::memcpy(out[slot], low[slot + kSbrAdjustOffset], kQmfCoreBands * sizeof(float));
+  for (int32_t k = end; k < kQmfCoreBands; ++k)
+    for (int32_t slot = from; slot < to; ++slot) out[slot][k] = 0;
+  for (int32_t k = std::max(end, kQmfCoreBands) & ~3; k < kQmfBands; k += 4)
+    for (int32_t slot = from; slot < to; ++slot) std::memset(&out[slot][k], 0, 4 * sizeof(float));
+}
+
 // The rows of one of the two parts before the high band is added: the low band, and
-// what ran over.
-void MergeLow(const Before& before, int32_t kx, const QmfRow* low, QmfRow* over, QmfRow* out) {
+// what ran over. The rows of `over` that this frame runs over to are cleared.
+void MergeLow(const Before& before, const Target& target, const QmfRow* low, QmfRow* over,
+              QmfRow* out) {
+  const int32_t from = std::clamp(target.from, before.overrun, kQmfSlots);
+  const int32_t to = std::clamp(target.to, from, kQmfSlots);
   for (int32_t slot = 0; slot < kQmfSlots; ++slot) {
+    if (slot == from) slot = to;
+    if (slot == kQmfSlots) break;
     const bool old = slot < before.overrun;
-    PlaceLow(low[slot + kSbrAdjustOffset], old ? before.kx : kx, out[slot]);
+    PlaceLow(low[slot + kSbrAdjustOffset], old ? before.kx : target.kx, out[slot]);
     if (old) PlaceOver(over[slot], before.kx, before.end, out[slot]);
   }
-  std::memset(over, 0, kSbrOverSlots * sizeof *over);
+  PlaceAround(from, to, target.end, low, out);
+  for (int32_t slot = kQmfSlots; slot < target.to; ++slot)
+    std::memset(over[slot - kQmfSlots], 0, sizeof *over);
 }
 
 // Envelopes that begin before the end of those of the frame before keep to the borders
@@ -91,8 +114,10 @@ int32_t Replicate(SbrElement* element, int32_t channel, SbrChannel* state, int32
                 work->Q_orig);
   SetBorders(grid, work);
   const Before before = BeforeOf(*element, channel);
-  MergeLow(before, element->kx, state->lowReal, state->overReal, work->outReal[0]);
-  if (complex) MergeLow(before, element->kx, state->lowImag, state->overImag, work->outImag[0]);
+  const Target target = {work->border[0], work->border[work->envelopes], element->kx,
+                         element->kx + element->M};
+  MergeLow(before, target, state->lowReal, state->overReal, work->outReal[0]);
+  if (complex) MergeLow(before, target, state->lowImag, state->overImag, work->outImag[0]);
 
   SbrHfGenerate(element, channel, state, sbrMode, work);
   SbrHfAdjust(element, channel, state, sbrMode, work);
