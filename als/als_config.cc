@@ -76,7 +76,10 @@ int32_t ParseTail(AlsConfig* config, int32_t firstBit, BitReader* reader) {
   if (config->unitSizes == 2 && config->randomAccess > 0) {
     if (config->samples == kAlsSamplesUnknown) return kAlsConfigBad;
     const auto distance = static_cast<uint64_t>(config->randomAccess);
-    if (!Skip(reader, 4 * ((FrameCount(*config) + distance - 1) / distance))) return kAlsConfigCut;
+    const uint64_t count = (FrameCount(*config) + distance - 1) / distance;
+    config->unitCount = static_cast<uint32_t>(count);
+    config->units = *reader;
+    if (!Skip(reader, 4 * count)) return kAlsConfigCut;
   }
   if (config->auxEnabled != 0 && !Skip(reader, GetBits(reader, 32))) return kAlsConfigCut;
   return IsPast(*reader) ? kAlsConfigCut : 0;
