@@ -78,7 +78,10 @@ int32_t ParseTail(AlsConfig* config, int32_t firstBit, BitReader* reader) {
   if (config->unitSizes == 2 && config->randomAccess > 0) {
     if (config->samples == kAlsSamplesUnknown) return kAlsConfigBad;
     const auto distance = static_cast<uint64_t>(config->randomAccess);
-    skipped = Skip(reader, 4 * ((FrameCount(*config) + distance - 1) / distance));
+    const uint64_t count = (FrameCount(*config) + distance - 1) / distance;
+    config->unitCount = static_cast<uint32_t>(count);
+    config->units = *reader;
+    skipped = Skip(reader, 4 * count);
     if (skipped != 0) return skipped;
   }
   if (config->auxEnabled != 0) {

@@ -40,6 +40,8 @@ struct AlsConfig {
   uint32_t headerSize;  // bytes of the original file in front of the samples; not kept
   uint32_t trailerSize;
   BitReader positions;  // with chanSort: stands before the first chan_pos, in borrowed bytes
+  uint32_t unitCount;   // with unitSizes 2: random-access units
+  BitReader units;      // likewise before the size of the first, 32 bits each
 };
 
 // Samples per channel of frame `number`, from 0: frameLength but for the last one,

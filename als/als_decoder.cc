@@ -17,6 +17,7 @@ namespace {
 constexpr uint64_t kMostExpansion = 16;
 constexpr uint64_t kLeastPatience = 1 << 20;
 constexpr int32_t kUnitSizesInFrames = 1;
+constexpr int32_t kUnitSizesInConfig = 2;
 
 // Lays records out in a block of memory, or counts their bytes.
 class Layout {
@@ -57,6 +58,7 @@ uint64_t Place(AlsState* state, uint8_t* memory) {
   layout.Place(&state->blocks, blocks);
   layout.Place(&state->quantised, blocks * order);
   layout.Place(&state->position, channels);
+  layout.Place(&state->units, config.unitCount);
   layout.Place(&state->entries, correlated ? channels * kAlsMaxEntries : 0);
   layout.Place(&state->walk, correlated ? channels : 0);
   layout.Place(&state->walkEntry, correlated ? channels : 0);
@@ -171,6 +173,27 @@ uint64_t FrameBytes(const AlsState& state, int32_t samples) {
          static_cast<uint64_t>(state.config.bitsPerSample / 8);
 }
 
+// Before the first frame of a random-access unit: its size, where that is known.
+void ReadUnitSize(AlsState* state, AlsBits* bits) {
+  const AlsConfig& config = state->config;
+  state->unitKnown = 0;
+  if (config.unitSizes == kUnitSizesInFrames) {
+    state->unitLeft = uint64_t{bits->Get(32)} + 4;
+    state->unitKnown = 1;
+  } else if (config.unitSizes == kUnitSizesInConfig) {
+    state->unitLeft = state->units[state->frameNumber / static_cast<uint32_t>(config.randomAccess)];
+    state->unitKnown = state->unitLeft > 0 ? 1 : 0;
+  }
+}
+
+// Whether a unit of known size would go on where `left` bytes of it are left, or end.
+bool FitsUnit(const AlsState& state, uint64_t left) {
+  const uint32_t next = state.frameNumber + 1;
+  const bool last = next % static_cast<uint32_t>(state.config.randomAccess) == 0 ||
+                    AlsFrameSamples(state.config, next) == 0;
+  return last == (left == 0);
+}
+
 // One frame from `data`. The state goes on only with kAlsGood.
 int32_t DecodeFrame(AlsState* state, const uint8_t* data, uint64_t size, bool whole,
                     uint8_t* output, uint64_t* consumed) {
@@ -179,11 +202,11 @@ int32_t DecodeFrame(AlsState* state, const uint8_t* data, uint64_t size, bool wh
   const uint64_t bytes = FrameBytes(*state, samples);
   const bool randomAccess = IsRandomAccess(*state);
   AlsBits bits = {data, size};
-  if (randomAccess) state->unitKnown = 0;
-  if (randomAccess && config.unitSizes == kUnitSizesInFrames) {
-    const uint64_t unit = bits.Get(32);
-    state->unitLeft = unit + 4;
-    state->unitKnown = 1;
+  if (randomAccess) ReadUnitSize(state, &bits);
+  if (state->unitKnown != 0 && state->unitLeft <= size && !bits.IsPast()) {
+    size = state->unitLeft;
+    bits.size = size;
+    whole = true;
   }
   if (state->lost != kAlsNothingLost && (state->lost == kAlsAllLost || !randomAccess))
     return kAlsBad;
@@ -211,7 +234,10 @@ int32_t DecodeFrame(AlsState* state, const uint8_t* data, uint64_t size, bool wh
   }
   bits.Align();
   *consumed = bits.position / 8;
-  if (state->unitKnown != 0) state->unitLeft -= std::min(state->unitLeft, *consumed);
+  if (state->unitKnown != 0) {
+    if (!FitsUnit(*state, state->unitLeft - *consumed)) return kAlsBad;
+    state->unitLeft -= *consumed;
+  }
   state->lost = kAlsNothingLost;
   UpdateChecksum(state, output, bytes);
   Advance(state, samples);
@@ -269,6 +295,9 @@ void AlsInit(AlsState* state, const AlsConfig& config, uint8_t* memory) {
     state->position[c] = sorted ? static_cast<int32_t>(GetBits(&positions, bits)) : c;
   }
   state->config.positions = BitReader{};
+  BitReader units = config.units;
+  for (uint32_t i = 0; i < config.unitCount; ++i) state->units[i] = GetBits(&units, 32);
+  state->config.units = BitReader{};
   if (state->history > 0) std::fill_n(state->work, state->history, 0);
   AlsReset(state);
 }

@@ -58,7 +58,8 @@ struct AlsOutput {
 //               next random-access frame there is nothing to predict from, so that
 //               frames before it are lost too.
 // In a unit a frame cannot be cut: it is bad. A frame is also bad when much more data
-// than its samples need do not end it.
+// than its samples need do not end it, and when the random-access unit has a known size
+// and would not end there.
 int32_t AlsDecode(AlsState* state, const uint8_t* data, uint64_t size, bool unit, uint8_t* output,
                   uint64_t room, AlsOutput* result);
 

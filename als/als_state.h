@@ -74,6 +74,7 @@ struct AlsState {
   int32_t lost;
   int32_t unitKnown;  // the present random-access unit said how long it is
   uint64_t unitLeft;  // bytes of it, from the next frame on
+  uint32_t* units;    // bytes of each, where the configuration has them
   uint64_t skip;      // bytes of one that was given up, still to come
 
   // Per channel `history` samples of the past and room for a frame, `stride` apart.

@@ -101,6 +101,34 @@ TEST(AlsConformance, GivesTheSamplesThatWereCoded) {
   }
 }
 
+// Where the sizes of random-access units are known, a fault costs one unit, even if its
+// frames can still be read and end somewhere else.
+TEST(AlsConformance, FindsTheNextUnitBehindAFault) {
+  for (const Listed& stream : Streams()) {
+    const Cut cut(stream.bytes);
+    if (cut.config.unitSizes == 0 || cut.units.size() < 3) continue;
+    SCOPED_TRACE(stream.name);
+    const Bytes good = Decode({stream.bytes}).pcm;
+    const auto unit = static_cast<size_t>(cut.config.frameLength * cut.config.randomAccess) *
+                      static_cast<size_t>(cut.config.channels * cut.config.bitsPerSample / 8);
+    const size_t start = cut.record.size() + cut.units[0].size() + 4;
+    for (size_t at = start; at + 4 < start + cut.units[1].size();
+         at += 1 + cut.units[1].size() / 20) {
+      Bytes bytes = stream.bytes;
+      for (size_t i = 0; i < 10 && at + i + 4 < start + cut.units[1].size(); ++i)
+        bytes[at + i] = 0xFF;
+      const Result run = Decode(CutAtRandom(bytes, 3, 3000));
+      // The silence in between may be cut: there is not always room for all of it.
+      const auto rest = static_cast<ptrdiff_t>(good.size() - 2 * unit);
+      ASSERT_GE(run.pcm.size(), unit + good.size() - 2 * unit) << at;
+      EXPECT_TRUE(std::equal(good.begin(), good.end() - rest - static_cast<ptrdiff_t>(unit),
+                             run.pcm.begin()))
+          << at;
+      EXPECT_TRUE(std::equal(good.end() - rest, good.end(), run.pcm.end() - rest)) << at;
+    }
+  }
+}
+
 // A fault in the data is never taken for the sound that was coded.
 TEST(AlsConformance, TellsOfFlippedBits) {
   std::mt19937 chance(7);

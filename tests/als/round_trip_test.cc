@@ -6,8 +6,11 @@
 #include <cmath>
 #include <random>
 
+#include "als/als_crc.h"
 #include "als/als_run.h"
 #include "als/als_writer.h"
+#include "dsp/dispatch.h"
+#include "support/bit_writer.h"
 
 namespace orbel::als_test {
 namespace {
@@ -175,6 +178,46 @@ TEST(AlsRefusal, ComesBeforeMemoryIsTaken) {
   f.channels = 5;
   f.chanPos = {0, 1, 2, 3, 7};
   refused(f, UMC::UMC_ERR_INIT);
+}
+
+// The middle gain's row is three ones at the most.
+TEST(AlsRefusal, OfLongTermGainsThatThereAreNot) {
+  Format f;
+  f.ltp = true;
+  f.crc = false;
+  f.maxOrder = 0;
+  f.samples = f.frameLength = 8;
+  for (int ones = 2; ones < 70; ++ones) {
+    BitWriter bits;
+    bits.bytes = WriteConfig(f);
+    bits.position = static_cast<int64_t>(bits.bytes.size()) * 8;
+    bits.Put(0b10'0001'0'1, 8);  // coded, codes of parameter 1, no shift, with prediction
+    bits.Put(0b01'010, 5);       // gains of 0
+    for (int i = 0; i < ones; ++i) bits.Put(1, 1);
+    bits.Put(0b0'00'010'01, 8);
+    bits.Put(0, 8);        // lag
+    bits.Put(0x5555, 16);  // residual of 0
+    bits.Put(0, static_cast<int32_t>(-bits.position & 7));
+    EXPECT_EQ(Decode({bits.bytes}).bad, ones > 3 ? 1u : 0u) << ones;
+  }
+}
+
+// Both ways to the checksum, and any place where the data is cut.
+TEST(AlsChecksum, IsThatOfSingleBytes) {
+  std::mt19937 chance(8);
+  Bytes bytes(700);
+  for (uint8_t& byte : bytes) byte = static_cast<uint8_t>(chance());
+  uint32_t want = kAlsCrcStart;
+  for (size_t size = 0; size < bytes.size(); ++size) {
+    for (const uint64_t mask : {~uint64_t{0}, ~uint64_t{kDspPclmulqdq}}) {
+      dspSetFeatureMask(mask);
+      const size_t cut = size / 3;
+      EXPECT_EQ(AlsCrc(AlsCrc(kAlsCrcStart, bytes.data(), cut), &bytes[cut], size - cut), want);
+    }
+    want ^= bytes[size];
+    for (int bit = 0; bit < 8; ++bit) want = want >> 1 ^ ((want & 1) != 0 ? 0xEDB88320 : 0);
+  }
+  dspSetFeatureMask(~uint64_t{0});
 }
 
 // Fields at random over noise: no fault, and no more time than the samples take.
