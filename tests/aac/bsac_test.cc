@@ -1,5 +1,5 @@
-// ER BSAC against streams of another writer that another decoder has decoded, and against
-// frames of our own writer for what those streams do not have.
+// ER BSAC against streams of another writer that another decoder has decoded, and against AAC
+// that our own writer carries over.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -14,62 +14,12 @@
 #include "aac/bsac_writer.h"
 #include "aac/frame_decoder.h"
 #include "aac/hand_made.h"
-#include "aac/state.h"
+#include "aac/record_decoder.h"
 #include "aac/stream_reader.h"
-#include "aac/tool_memory.h"
 #include "support/flac_reader.h"
 
 namespace orbel::aac_test {
 namespace {
-
-// The frame decoder without the codec class, so that its records can be looked at.
-class BsacDecoder {
- public:
-  BsacDecoder(int samplingIndex, int channels)
-      : block_(StateBlockSize() / 8 + 1), state(reinterpret_cast<AACDecoderState*>(block_.data())) {
-    AACDecoderStateInit(state);
-    PlaceSbrAreas(state);
-    int32_t size = 0;
-    EXPECT_EQ(QueryToolMemory(state, kObjectBsac, AlsConfig{}, nullptr, &size), 0);
-    tool_.resize(static_cast<size_t>(size) / 8 + 1, ~uint64_t{0});
-    EXPECT_EQ(QueryToolMemory(state, kObjectBsac, AlsConfig{},
-                              reinterpret_cast<uint8_t*>(tool_.data()), &size),
-              0);
-    state->audioObjectType = kObjectBsac;
-    ClearObjectTypeState(state);
-    ConfigureSampling(state, samplingIndex);
-    BsacStateInit(channels, 1, state->bsacState);
-    state->layer = -1;
-  }
-
-  // From exactly these bytes.
-  int32_t Frame(const Bytes& frame) {
-    const std::unique_ptr<uint8_t[]> exact(new uint8_t[frame.size()]);
-    std::copy(frame.begin(), frame.end(), exact.get());
-    pcm.assign(2048, 0);
-    int32_t consumed = 0;
-    const int32_t result = DecodeRawDataBlock(exact.get(), &consumed, pcm.data(),
-                                              static_cast<int32_t>(frame.size()), 4096, state);
-    pcm.resize(static_cast<size_t>(state->numChannels) * 1024);
-    return result;
-  }
-
-  const IndividualChannelStream& Stream(int c) const {
-    return state->bsacState->channels == 2 ? state->channelPair.stream[c]
-                                           : state->singleChannel.stream;
-  }
-  int Line(int c, int i) const {
-    const DspBsacSpectrum& spectrum = state->bsacState->spectrum;
-    return spectrum.sign[c][i] * spectrum.magnitude[c][i];
-  }
-  Pcm pcm;
-
- private:
-  std::vector<uint64_t> block_, tool_;
-
- public:
-  AACDecoderState* state;
-};
 
 std::string DataPath(const std::string& file) { return ORBEL_TEST_DATA "/bsac/" + file; }
 
@@ -113,9 +63,14 @@ std::vector<Coded> ReadCoded(const std::string& path) {
   return frames;
 }
 
-void ExpectCoded(const BsacDecoder& decoder, const Coded& coded) {
+int Line(const RecordDecoder& decoder, int c, int i) {
+  const DspBsacSpectrum& spectrum = decoder.state->bsacState->spectrum;
+  return spectrum.sign[c][i] * spectrum.magnitude[c][i];
+}
+
+void ExpectCoded(const RecordDecoder& decoder, const Coded& coded) {
   std::vector<int> lines(kLines);
-  for (int i = 0; i < kLines; ++i) lines[static_cast<size_t>(i)] = decoder.Line(0, i);
+  for (int i = 0; i < kLines; ++i) lines[static_cast<size_t>(i)] = Line(decoder, 0, i);
   while (!lines.empty() && lines.back() == 0) lines.pop_back();
   ASSERT_EQ(lines, coded.lines);
   const IndividualChannelStream& ics = decoder.Stream(0);
@@ -145,7 +100,7 @@ TEST(Bsac, Streams) {
     const ReferencePcm reference = ReadFlac(DataPath(std::string(stream.name) + ".flac"));
     ASSERT_EQ(frames.size(), coded.size());
     ASSERT_EQ(reference.samples.size(), 1024 * frames.size());
-    BsacDecoder decoder(stream.index, 1);
+    RecordDecoder decoder(kObjectBsac, stream.index, 1);
     // The reference has the sign turned, and short windows at eight times their level:
     // it would not do so within one stream, where windows of both kinds overlap.
     const float scale = std::string(stream.name).starts_with("short") ? -8 : -1;
@@ -174,10 +129,10 @@ TEST(Bsac, Streams) {
 }
 
 // Whether the decoder has what the frame holds.
-void ExpectFrame(const BsacDecoder& decoder, const BsacFrame& frame) {
-  for (int c = 0; c < frame.channels; ++c) {
+void ExpectFrame(const RecordDecoder& decoder, const BsacFrame& frame) {
+  for (int c = 0; c < frame.Channels(); ++c) {
     for (int i = 0; i < kLines; ++i)
-      ASSERT_EQ(decoder.Line(c, i), frame.lines[c][i]) << "channel " << c << ", line " << i;
+      ASSERT_EQ(Line(decoder, c, i), frame.lines[c][i]) << "channel " << c << ", line " << i;
     const Channel& channel = frame.element.channel[c];
     for (int g = 0; g < frame.Groups(); ++g)
       for (int b = 0; b < channel.maxSfb; ++b) {
@@ -188,99 +143,135 @@ void ExpectFrame(const BsacDecoder& decoder, const BsacFrame& frame) {
   }
 }
 
-// For the model, which does not know turned noise: intensity does the same to it.
-Element ModelElement(const BsacFrame& frame) {
-  Element element = frame.element;
-  for (int g = 0; g < frame.Groups(); ++g)
-    for (int b = 0; b < kBands; ++b) {
-      if (frame.noiseMode[g][b] != 2 || element.channel[1].book[g][b] != 13) continue;
-      element.channel[1].book[g][b] = 14;
-      element.channel[1].factor[g][b] =
-          element.channel[0].factor[g][b] - element.channel[1].factor[g][b];
+// AAC LC carried over: the same lines through the same tools are the same samples.
+TEST(Bsac, SoundOfLc) {
+  FrameTools tools = {};
+  for (const char* name : {"lc_08000_mono_16k_speech.aac", "lc_12000_mono_20k_speech.aac",
+                           "lc_16000_mono_24k_speech.aac", "lc_22050_st_40k_music.aac",
+                           "lc_44100_mono_pulse.aac", "lc_44100_st_128k_music.aac",
+                           "lc_48000_st_drc_metadata.aac", "lc_88200_mono_96k_music.aac"}) {
+    SCOPED_TRACE(name);
+    const Bytes adts = ReadBytes(StreamPath(name));
+    const std::vector<Bytes> blocks = CutAdts(adts);
+    ASSERT_GE(blocks.size(), 20u);
+    const int index = adts[2] >> 2 & 15;
+    RecordDecoder lc(kObjectLc, index, 0);
+    lc.state->tools = &tools;
+    std::unique_ptr<RecordDecoder> bsac;
+    for (size_t f = 0; f < blocks.size(); ++f) {
+      ASSERT_EQ(lc.Frame(blocks[f]), kFrameGood);
+      BsacFrame frame;
+      frame.samplingIndex = index;
+      frame.element = lc.Last();
+      ASSERT_TRUE(CodeBsac(&frame));
+      if (bsac == nullptr)
+        bsac = std::make_unique<RecordDecoder>(kObjectBsac, index, frame.Channels());
+      ASSERT_EQ(bsac->Frame(WriteBsac(&frame)), kFrameGood);
+      ASSERT_TRUE(bsac->pcm == lc.pcm) << "frame " << f;
     }
+  }
+  for (const int64_t frames : tools.windowSequence) EXPECT_GT(frames, 20);
+  for (const int64_t count : {tools.windowShape[0], tools.windowShape[1], tools.tns, tools.pulse,
+                              tools.noiseBands, tools.midSideBands, tools.intensityBands})
+    EXPECT_GT(count, 4);
+}
+
+TEST(Bsac, Sample) {
+  const std::string samples = ORBEL_TEST_DATA "/../../samples/";
+  const std::vector<Bytes> frames = CutFrames(ReadBytes(samples + "hall.bsac"));
+  const std::vector<Bytes> units = CutUnits(ReadBytes(samples + "hall-44k.au"));
+  ASSERT_EQ(frames.size(), units.size());
+  Decoder bsac(WriteBsacConfig(4, 2));
+  Decoder lc({0x12, 0x10});
+  for (size_t f = 0; f < frames.size(); ++f) {
+    ASSERT_EQ(bsac.Frame(frames[f]), UMC::UMC_OK);
+    ASSERT_EQ(lc.Frame(units[f]), UMC::UMC_OK);
+    ASSERT_TRUE(bsac.pcm == lc.pcm) << "frame " << f;
+  }
+}
+
+// Noise from a band on, intensity, mid/side, TNS, LTP.
+Element RandomElement(Random& random, int index, int channels, const Shape& shape) {
+  Shape fits = shape;
+  fits.maxSfb = std::min(shape.maxSfb, shape.sequence == 2 ? 12 : 40);
+  Element element;
+  element.id = channels == 2 ? kCpe : kSce;
+  element.commonWindow = channels == 2;
+  element.msMask = channels == 2 ? Draw(random, 0, 2) : 0;
+  const int noiseStart = Draw(random, 0, 50);
+  const bool intensity = Draw(random, 0, 1) == 0;
+  for (int c = 0; c < channels; ++c) {
+    Channel& channel = element.channel[c] =
+        RandomChannel(random, {kObjectLtp, index}, fits, {0, 1, 2, 3, 4, 5, 6, 7, 9, 11});
+    for (size_t g = 0; g < channel.groups.size(); ++g)
+      for (int b = 0; b < channel.maxSfb; ++b) {
+        element.msUsed[g][b] = Draw(random, 0, 1) == 0;
+        int& book = channel.book[g][b];
+        int& factor = channel.factor[g][b];
+        factor = std::clamp(factor, 100, 160);
+        if (b >= noiseStart && Draw(random, 0, 2) == 0) book = 13, factor = Draw(random, 20, 60);
+        if (c == 1 && intensity && Draw(random, 0, 1) == 0)
+          book = Draw(random, 14, 15), factor = Draw(random, -9, 9);
+      }
+    if (Draw(random, 0, 1) == 0)
+      channel.tns.assign(static_cast<size_t>(channel.Windows()), {1, {{8, c, 0, {3, -2, 1}}}});
+    channel.predictorData = channel.sequence != 2;
+    channel.ltp = channel.predictorData && Draw(random, 0, 1) == 0;
+    channel.ltpLag = Draw(random, 0, 2047);
+    channel.ltpCoef = Draw(random, 0, 3);
+    for (int b = 0; b < channel.maxSfb; ++b) channel.ltpUsed[b] = Draw(random, 0, 1) == 0;
+  }
   return element;
 }
 
-BsacFrame MakeFrame(Random& random, int index, int channels, const Shape& shape) {
+// `ltp` gets the same frame.
+BsacFrame RandomFrame(Random& random, int index, int channels, const Shape& shape,
+                      RecordDecoder* ltp = nullptr) {
   BsacFrame frame;
   frame.samplingIndex = index;
-  frame.channels = channels;
-  frame.frameLength = 2040;
-  frame.topLayer = Draw(random, 0, 63);
-  frame.snf = Draw(random, 0, 3);
-  frame.baseBand = Draw(random, 1, 31);
-  for (int c = 0; c < channels; ++c) {
-    frame.siType[c] = Draw(random, 0, 31);
-    frame.baseModel[c] = Draw(random, 0, 7);
-    frame.enhModel[c] = Draw(random, 0, 7);
-    frame.siLen[c] = Draw(random, 0, 15);
-    Channel& channel = frame.element.channel[c];
-    channel.sequence = shape.sequence;
-    channel.shape = shape.shape;
-    channel.maxSfb = shape.maxSfb;
-    channel.groups = shape.groups;
+  frame.element = RandomElement(random, index, channels, shape);
+  if (ltp != nullptr) {
+    EXPECT_EQ(ltp->Frame(WriteBlock({kObjectLtp, index}, {frame.element})), kFrameGood);
   }
+  EXPECT_TRUE(CodeBsac(&frame));
   return frame;
 }
 
-// Two channels and one at 44.1 and 48 kHz, all tools, down to the samples.
-TEST(Bsac, WrittenFramesByTheModel) {
+// What streams do not have, again as AAC has it; and the same frames with any number of
+// layers, and lines cut off by their budgets.
+TEST(Bsac, SoundOfLtp) {
   Random random(1);
-  for (int run = 0; run < 6; ++run) {
-    const int channels = run == 4 ? 1 : 2;
-    const int index = 3 + run % 2;
-    BsacDecoder decoder(index, channels);
-    ReferenceModel model({kObjectLtp, index});
-    model.tnsOrder = 12;
-    Comparison comparison;
+  int modes[3] = {};
+  int masks[4] = {};
+  for (int index = 0; index < 12; ++index) {
+    const int channels = index % 4 == 0 ? 1 : 2;
+    RecordDecoder ltp(kObjectLtp, index, 0);
+    RecordDecoder bsac(kObjectBsac, index, channels);
     for (const Shape& shape : kShapes) {
-      SCOPED_TRACE("run " + std::to_string(run) + ", sequence " + std::to_string(shape.sequence));
-      BsacFrame frame = MakeFrame(random, index, channels, shape);
-      frame.msMask = channels == 2 ? run % 4 : 0;
-      frame.maxScalefactor[0] = frame.maxScalefactor[1] = 145;
-      if (run > 0) frame.pnsStart = Draw(random, 0, 20);
-      for (int c = 0; c < channels; ++c) {
-        Channel& channel = frame.element.channel[c];
-        if (Draw(random, 0, 1) == 0)
-          channel.tns.assign(static_cast<size_t>(channel.Windows()), {1, {{8, c, 0, {3, -2, 1}}}});
-        channel.ltp = channel.sequence != 2 && Draw(random, 0, 1) == 0;
-        channel.ltpLag = Draw(random, 0, 2047);
-        channel.ltpCoef = Draw(random, 0, 3);
-        for (int b = 0; b < std::min(40, channel.maxSfb); ++b)
-          channel.ltpUsed[b] = Draw(random, 0, 1) == 0;
-      }
-      FillBsac(random, 8, &frame);
-      const Bytes bytes = WriteBsac(&frame);
-      ASSERT_EQ(decoder.Frame(bytes), kFrameGood);
-      ASSERT_NO_FATAL_FAILURE(ExpectFrame(decoder, frame));
-      const Block block = {ModelElement(frame)};
-      const std::vector<Signal> signals = model.Decode(block);
-      comparison.Add(decoder.pcm, signals,
-                     channels == 2 ? std::vector<size_t>{0, 1} : std::vector<size_t>{0});
-    }
-  }
-}
+      BsacFrame frame = RandomFrame(random, index, channels, shape, &ltp);
+      ASSERT_EQ(bsac.Frame(WriteBsac(&frame)), kFrameGood);
+      ASSERT_TRUE(bsac.pcm == ltp.pcm) << "index " << index << ", sequence " << shape.sequence;
+      for (const auto& group : frame.noiseMode)
+        for (const int mode : group) ++modes[mode];
+      ++masks[frame.msMask];
 
-// Every rate, all sizes of values, and any number of layers.
-TEST(Bsac, WrittenFramesByTheirValues) {
-  Random random(2);
-  for (int index = 0; index < 12; ++index)
-    for (const Shape& shape : kShapes) {
-      const int channels = Draw(random, 1, 2);
-      Shape fits = shape;
-      fits.maxSfb = std::min(shape.maxSfb, shape.sequence == 2 ? 12 : 40);
-      BsacFrame frame = MakeFrame(random, index, channels, fits);
-      frame.msMask = channels == 2 ? Draw(random, 0, 3) : 0;
-      frame.pnsStart = Draw(random, -1, 50);
-      FillBsac(random, Draw(random, 1, 22), &frame);
+      for (int& length : frame.siLen) length = Draw(random, 0, 15);
+      frame.topLayer = Draw(random, 0, 63);
+      frame.snf = Draw(random, 0, 3);
+      frame.baseBand = Draw(random, 1, 31);
       const int layers = Draw(random, -1, frame.topLayer);
       SCOPED_TRACE("index " + std::to_string(index) + ", layers " + std::to_string(layers));
-      const Bytes bytes = WriteBsac(&frame, layers);
-      BsacDecoder decoder(index, channels);
+      Bytes bytes;
+      for (frame.frameLength = Draw(random, 100, 900); bytes.empty(); frame.frameLength += 100)
+        bytes = WriteBsac(&frame, layers);
+      RecordDecoder decoder(kObjectBsac, index, channels);
       decoder.state->layer = layers;
       ASSERT_EQ(decoder.Frame(bytes), kFrameGood);
       ASSERT_NO_FATAL_FAILURE(ExpectFrame(decoder, frame));
     }
+  }
+  EXPECT_GT(std::min(modes[1], modes[2]), 20);
+  EXPECT_GT(*std::min_element(masks, masks + 4), 2);
 }
 
 // Through the codec class: units of several frames, the layer parameter, silence.
@@ -288,9 +279,7 @@ TEST(Bsac, Units) {
   Random random(3);
   std::vector<Bytes> frames;
   for (int i = 0; i < 3; ++i) {
-    BsacFrame frame = MakeFrame(random, 4, 2, kShapes[0]);
-    frame.topLayer = 40;
-    FillBsac(random, 8, &frame);
+    BsacFrame frame = RandomFrame(random, 4, 2, kShapes[0]);
     frames.push_back(WriteBsac(&frame));
   }
   Decoder single(WriteBsacConfig(4, 2, 1));
@@ -298,7 +287,7 @@ TEST(Bsac, Units) {
   params.sbrDownsample = 2;
   params.layer = 3;
   EXPECT_EQ(single.codec.SetParams(&params), UMC::UMC_OK);
-  BsacDecoder few(4, 2);
+  RecordDecoder few(kObjectBsac, 4, 2);
   few.state->layer = 3;
   ASSERT_EQ(few.Frame(frames[0]), kFrameGood);
   ASSERT_EQ(single.Frame(frames[0]), UMC::UMC_OK);
@@ -354,12 +343,12 @@ Bytes With(Bytes frame, int first, int bits, uint32_t value) {
 
 TEST(Bsac, BrokenFrames) {
   Random random(4);
-  BsacFrame frame = MakeFrame(random, 4, 1, kShapes[0]);
-  frame.topLayer = 10;
-  FillBsac(random, 8, &frame);
+  BsacFrame frame = RandomFrame(random, 4, 1, kShapes[0]);
   const Bytes good = WriteBsac(&frame);
   const auto length = static_cast<uint32_t>(good.size());
-  const auto result = [](const Bytes& bytes) { return BsacDecoder(4, 1).Frame(bytes); };
+  const auto result = [](const Bytes& bytes) {
+    return RecordDecoder(kObjectBsac, 4, 1).Frame(bytes);
+  };
   EXPECT_EQ(result(good), kFrameGood);
   EXPECT_EQ(result(With(good, 11, 4, 0)), kFrameGood) << "header_length 0";
   EXPECT_EQ(result(With(good, 11, 4, 1)), kFrameBad) << "a header longer than it says";
@@ -373,7 +362,7 @@ TEST(Bsac, BrokenFrames) {
   EXPECT_EQ(result(ones), kFrameBad) << "no coder makes ones without end";
 
   // Whatever a frame holds, it ends, and the next good one is decoded.
-  BsacDecoder decoder(4, 1);
+  RecordDecoder decoder(kObjectBsac, 4, 1);
   for (int i = 0; i < 300; ++i) {
     Bytes bytes = good;
     for (int flips = Draw(random, 1, 9); flips > 0; --flips)
@@ -383,7 +372,7 @@ TEST(Bsac, BrokenFrames) {
     EXPECT_TRUE(told == kFrameGood || told == kFrameBad || told == kFrameUnsupported);
   }
   AACDecoderStateReset(decoder.state);
-  BsacDecoder fresh(4, 1);
+  RecordDecoder fresh(kObjectBsac, 4, 1);
   EXPECT_EQ(fresh.Frame(good), decoder.Frame(good));
   EXPECT_EQ(fresh.pcm, decoder.pcm);
 }

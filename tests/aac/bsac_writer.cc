@@ -1,10 +1,9 @@
 #include "aac/bsac_writer.h"
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
-#include <cstring>
+#include <iterator>
 
 #include "aac/bsac_tables.h"
 #include "aac/sampling_tables.h"
@@ -13,7 +12,33 @@
 namespace orbel::aac_test {
 namespace {
 
+constexpr int kBandLines = 32;
+constexpr int kMostFrameBytes = 2047;
+constexpr int kNoise = 13;
+constexpr int kOutOfPhase = 14;
+constexpr int kInPhase = 15;
+
 int Up(int line) { return (line + 31) / 32; }
+int Top(int si) { return si < 15 ? (si + 1) / 2 : si - 7; }
+
+// Of a line whose four have these magnitudes, as far as they are known.
+uint32_t P0(int si, int s, const int* four, int place) {
+  const int model = kBsacSpectralModel[si];
+  const int d = Top(si) - s;
+  const int higher = four[place] >> s;
+  if (higher != 0)
+    return dspBsacP0[dspBsacNonzeroBase[model][std::min(d, 4) - 1] + std::min(higher, 16) - 1] *
+           256U;
+  int significant = 0;
+  int bits = 0;
+  for (int i = 0; i < 4; ++i) {
+    significant = significant * 2 + (four[i] >> s != 0 ? 1 : 0);
+    if (i < place) bits = bits * 2 + (four[i] >> (s - 1) & 1);
+  }
+  return dspBsacP0[dspBsacZeroBase[model][std::min(d, 3)] +
+                   dspBsacContext[significant][place][bits]] *
+         256U;
+}
 
 // Low and range of the standard's decoder, 30 bits wide; carries run back into the bits.
 class ArithmeticCoder {
@@ -70,18 +95,17 @@ struct Layer {
 class FrameWriter {
  public:
   explicit FrameWriter(BsacFrame* frame)
-      : frame_(*frame), info_(frame->element.channel[0]), isShort_(info_.sequence == 2) {
-    offsets_ = Offsets({kLc, frame->samplingIndex}, info_);
-    for (size_t g = 0; g < info_.groups.size(); ++g)
-      start_[g + 1] = start_[g] + (isShort_ ? 128 * info_.groups[g] : 1024);
+      : frame_(*frame),
+        info_(frame->element.channel[0]),
+        isShort_(info_.sequence == 2),
+        channels_(frame->Channels()) {
+    offsets_ = Offsets({2, frame->samplingIndex}, info_);
     Plan();
   }
 
   std::vector<uint8_t> Write(int layers) {
-    size_t headerBits = Header(0).Bits();
-    const int bytes = static_cast<int>(headerBits + 7) / 8;
-    const int length = frame_.headerLength < 0 ? std::min(bytes - 7, 15) : frame_.headerLength;
-    BitWriter out = Header(length);
+    const int bytes = static_cast<int>(Header(0).Bits() + 7) / 8;
+    BitWriter out = Header(std::min(bytes - 7, 15));
     out.Align();
     Budget(8 * bytes);
     const size_t count = layers < 0 ? layers_.size() : static_cast<size_t>(base_ + layers);
@@ -91,19 +115,15 @@ class FrameWriter {
       WriteLayer(l);
     }
     if (count >= layers_.size()) told = Told();
-    const std::vector<int> bits = coder_.Finish();
-    EXPECT_LE(out.Bits() + bits.size(), 8 * static_cast<size_t>(frame_.frameLength))
-        << "the frame is too short for its code";
-    for (const int bit : bits) out.Put(static_cast<uint32_t>(bit), 1);
+    for (const int bit : coder_.Finish()) out.Put(static_cast<uint32_t>(bit), 1);
     std::vector<uint8_t> result = out.Bytes();
+    if (result.size() > static_cast<size_t>(frame_.frameLength)) return {};
     result.resize(static_cast<size_t>(frame_.frameLength));
     frame_ = told;
     return result;
   }
 
  private:
-  static constexpr int kLc = 2;
-
   BitWriter Header(int length) const {
     BitWriter out;
     const auto put = [&](int value, int bits) { out.Put(static_cast<uint32_t>(value), bits); };
@@ -112,9 +132,9 @@ class FrameWriter {
     put(0, 1);
     put(frame_.topLayer, 6);
     put(frame_.snf, 2);
-    for (int c = 0; c < frame_.channels; ++c) put(frame_.maxScalefactor[c], 8);
+    for (int c = 0; c < channels_; ++c) put(frame_.maxScalefactor[c], 8);
     put(frame_.baseBand, 5);
-    for (int c = 0; c < frame_.channels; ++c) {
+    for (int c = 0; c < channels_; ++c) {
       put(frame_.siType[c], 5);
       put(frame_.baseModel[c], 3);
       put(frame_.enhModel[c], 3);
@@ -128,8 +148,8 @@ class FrameWriter {
       for (int w = g == 0 ? 1 : 0; w < info_.groups[g]; ++w) put(w > 0 ? 1 : 0, 1);
     put(frame_.pnsStart >= 0 ? 1 : 0, 1);
     if (frame_.pnsStart >= 0) put(frame_.pnsStart, 6);
-    if (frame_.channels == 2) put(frame_.msMask, 2);
-    for (int c = 0; c < frame_.channels; ++c) {
+    if (channels_ == 2) put(frame_.msMask, 2);
+    for (int c = 0; c < channels_; ++c) {
       const Channel& channel = frame_.element.channel[c];
       put(channel.tns.empty() ? 0 : 1, 1);
       for (const TnsWindow& window : channel.tns) {
@@ -138,6 +158,7 @@ class FrameWriter {
         for (const TnsFilter& filter : window.filters) {
           put(filter.length, isShort_ ? 4 : 6);
           put(static_cast<int>(filter.coefs.size()), isShort_ ? 3 : 5);
+          if (filter.coefs.empty()) continue;
           put(filter.direction, 1);
           put(filter.compress, 1);
           for (const int coef : filter.coefs) put(coef, window.coefRes + 3 - filter.compress);
@@ -156,7 +177,7 @@ class FrameWriter {
     const int rate = SamplingFrequency(frame_.samplingIndex);
     int end[kGroups] = {};
     const auto add = [&](int g, int width) {
-      const int next = std::min(end[g] + width, start_[g + 1] - start_[g]);
+      const int next = std::min(end[g] + width, frame_.Start(g + 1) - frame_.Start(g));
       layers_.push_back({g, end[g], next});
       end[g] = next;
     };
@@ -190,7 +211,7 @@ class FrameWriter {
       const int limit = std::min(32 * Up(layer.end), layers_[last].end);
       int& sfb = sent[layer.group];
       const int before = sfb;
-      while (sfb < info_.maxSfb && offsets_[sfb] * Windows(layer.group) < limit) ++sfb;
+      while (sfb < info_.maxSfb && offsets_[sfb] * frame_.Windows(layer.group) < limit) ++sfb;
       layer.sfbs = sfb;
       layer.newSfbs = sfb - before;
     }
@@ -201,7 +222,7 @@ class FrameWriter {
     const int rate = SamplingFrequency(frame_.samplingIndex);
     std::vector<int> si(layers_.size());
     for (int l = 0; l < count; ++l)
-      for (int c = 0; c < frame_.channels; ++c) {
+      for (int c = 0; c < channels_; ++c) {
         const Layer& layer = At(l);
         for (int band = layer.firstBand(); band < layer.endBand(); ++band)
           si[l] += band == 0 ? 11 : kBsacCbandTypes[frame_.siType[c]].maxCodeLength;
@@ -209,7 +230,7 @@ class FrameWriter {
       }
     off_.assign(layers_.size() + 1, 8 * frame_.frameLength);
     for (int l = base_; l < count; ++l)
-      off_[l] = std::min(off_[l], frame_.channels * 8 * ((l - base_ + 16) * 1024000 / rate / 8));
+      off_[l] = std::min(off_[l], channels_ * 8 * ((l - base_ + 16) * 1024000 / rate / 8));
     for (int l = count - 1; l >= 0; --l)
       off_[l] = l >= base_ ? std::min(off_[l], off_[l + 1] - si[l]) : off_[l + 1] - si[l];
     int over = headerBits - off_[0];
@@ -226,15 +247,16 @@ class FrameWriter {
   void WriteLayer(size_t l) {
     const Layer& layer = layers_[l];
     const bool base = static_cast<int>(l) < base_;
-    const int start = start_[layer.group];
+    const int start = frame_.Start(layer.group);
     budget_ += off_[l + 1] - off_[l];
-    for (int c = 0; c < frame_.channels; ++c) {
+    for (int c = 0; c < channels_; ++c) {
       const int common = kBsacCbandTypes[frame_.siType[c]].model;
       for (int band = layer.firstBand(); band < layer.endBand(); ++band)
         Symbol(kBsacCbandModels[band == 0 ? 7 : common], frame_.si[c][start / 32 + band]);
-      for (int i = start + layer.first; i < start + layer.end; ++i) plane_[c][i] = Top(c, i);
+      for (int i = start + layer.first; i < start + layer.end; ++i)
+        plane_[c][i] = Top(frame_.si[c][i / kBandLines]);
     }
-    for (int c = 0; c < frame_.channels; ++c)
+    for (int c = 0; c < channels_; ++c)
       for (int b = layer.sfbs - layer.newSfbs; b < layer.sfbs; ++b) {
         if (c == 0) WriteBand(layer.group, b);
         if (IsNoise(c, layer.group, b) && !noiseSent_[c]) {
@@ -249,24 +271,25 @@ class FrameWriter {
     for (int i = layer.first; i < layer.end; ++i) own.push_back(start + i);
     covered_[layer.group] = layer.end;
     for (int g = 0; g < frame_.Groups(); ++g)
-      for (int i = 0; i < covered_[g]; ++i) all.push_back(start_[g] + i);
+      for (int i = 0; i < covered_[g]; ++i) all.push_back(frame_.Start(g) + i);
     Pass(own, base ? frame_.snf : 0);
     Pass(all, 0);
   }
 
-  bool IsNoise(int c, int g, int b) const { return frame_.element.channel[c].book[g][b] == 13; }
+  bool IsNoise(int c, int g, int b) const { return frame_.element.channel[c].book[g][b] == kNoise; }
 
   void WriteBand(int g, int b) {
     const bool left = IsNoise(0, g, b);
     const bool right = IsNoise(1, g, b);
     const bool flags = frame_.pnsStart >= 0 && b >= frame_.pnsStart && frame_.msMask != 2;
-    if (frame_.channels == 1) {
+    if (channels_ == 1) {
       if (flags) Symbol(kBsacNoiseFlagModel, left ? 1 : 0);
       return;
     }
     int info = frame_.element.msUsed[g][b] ? 1 : 0;
-    if (frame_.element.channel[1].book[g][b] == 15) info = 2;
-    if (frame_.element.channel[1].book[g][b] == 14 || frame_.noiseMode[g][b] != 0) info = 3;
+    if (frame_.element.channel[1].book[g][b] == kInPhase) info = 2;
+    if (frame_.element.channel[1].book[g][b] == kOutOfPhase || frame_.noiseMode[g][b] != 0)
+      info = 3;
     if (frame_.msMask == 1) Symbol(kBsacMsUsedModel, info);
     if (frame_.msMask == 3) Symbol(kBsacStereoInfoModel, info);
     if (!flags) return;
@@ -275,42 +298,23 @@ class FrameWriter {
     if (info == 3 && left && right) Symbol(kBsacNoiseModeModel, frame_.noiseMode[g][b]);
   }
 
-  int Windows(int g) const { return isShort_ ? info_.groups[g] : 1; }
   const Layer& At(int l) const { return layers_[static_cast<size_t>(l)]; }
-  int Top(int c, int line) const {
-    const int si = frame_.si[c][line / 32];
-    return si < 15 ? (si + 1) / 2 : si - 7;
-  }
   void Symbol(const uint16_t* model, int symbol) { budget_ -= coder_.Symbol(model, symbol); }
-
-  uint32_t P0(int c, int line, int s) const {
-    const int model = kBsacSpectralModel[frame_.si[c][line / 32]];
-    const int d = Top(c, line) - s;
-    const int higher = known_[c][line] >> s;
-    if (higher != 0)
-      return dspBsacP0[dspBsacNonzeroBase[model][std::min(d, 4) - 1] + std::min(higher, 16) - 1] *
-             256U;
-    int significant = 0;
-    int bits = 0;
-    for (int i = line / 4 * 4; i < line / 4 * 4 + 4; ++i) {
-      significant = significant * 2 + (known_[c][i] >> s != 0 ? 1 : 0);
-      if (i < line) bits = bits * 2 + (known_[c][i] >> (s - 1) & 1);
-    }
-    return dspBsacP0[dspBsacZeroBase[model][std::min(d, 3)] +
-                     dspBsacContext[significant][line % 4][bits]] *
-           256U;
-  }
 
   void Pass(const std::vector<int>& lines, int threshold) {
     if (budget_ <= 0) return;
-    for (int s = 15; s > threshold; --s)
+    int top = 0;
+    for (const int i : lines)
+      for (int c = 0; c < channels_; ++c) top = std::max(top, plane_[c][i]);
+    for (int s = top; s > threshold; --s)
       for (const int i : lines)
-        for (int c = 0; c < frame_.channels; ++c) {
+        for (int c = 0; c < channels_; ++c) {
           if (plane_[c][i] < s) continue;
           const int value = frame_.lines[c][i];
           if (known_[c][i] == 0 || signed_[c][i]) {
             const int bit = std::abs(value) >> (s - 1) & 1;
-            budget_ -= coder_.Bit(P0(c, i, s), bit);
+            const int si = frame_.si[c][i / kBandLines];
+            budget_ -= coder_.Bit(P0(si, s, known_[c] + i / 4 * 4, i % 4), bit);
             known_[c][i] |= bit << (s - 1);
           }
           if (known_[c][i] != 0 && !signed_[c][i]) {
@@ -326,26 +330,14 @@ class FrameWriter {
   // The frame as far as it has been written.
   BsacFrame Told() const {
     BsacFrame told = frame_;
-    for (int c = 0; c < frame_.channels; ++c) {
-      Channel& channel = told.element.channel[c];
-      for (int i = 0; i < kLines; ++i) {
-        const int sign = !signed_[c][i] ? 0 : frame_.lines[c][i] < 0 ? -1 : 1;
-        told.lines[c][i] = sign * known_[c][i];
-      }
-      std::fill_n(channel.lines, kLines, 0);
-      for (int g = 0, window = 0; g < frame_.Groups(); window += Windows(g++)) {
-        for (int b = sent_[g]; b < kBands; ++b) {
-          channel.book[g][b] = channel.factor[g][b] = 0;
-          told.element.msUsed[g][b] = false;
-        }
-        for (int i = 0; i < start_[g + 1] - start_[g]; ++i) {
-          const int quad = i / 4;
-          const int w = window + quad % Windows(g);
-          const int line = quad / Windows(g) * 4 + i % 4;
-          if (line < offsets_[info_.maxSfb])
-            channel.lines[128 * w + line] = told.lines[c][start_[g] + i];
-        }
-      }
+    for (int c = 0; c < channels_; ++c) {
+      for (int i = 0; i < kLines; ++i)
+        told.lines[c][i] = !signed_[c][i]           ? 0
+                           : frame_.lines[c][i] < 0 ? -known_[c][i]
+                                                    : known_[c][i];
+      for (int g = 0; g < frame_.Groups(); ++g)
+        for (int b = sent_[g]; b < kBands; ++b)
+          told.element.channel[c].book[g][b] = told.element.channel[c].factor[g][b] = 0;
     }
     return told;
   }
@@ -353,8 +345,8 @@ class FrameWriter {
   BsacFrame& frame_;
   const Channel info_;
   const bool isShort_;
+  const int channels_;
   const int32_t* offsets_;
-  int start_[kGroups + 1] = {};
   std::vector<Layer> layers_;
   int base_ = 0;
   std::vector<int> off_;
@@ -368,58 +360,187 @@ class FrameWriter {
   bool signed_[2][kLines] = {};
 };
 
-}  // namespace
+// Bits of a symbol by its part of the range.
+double Bits(int part) { return 14 - std::log2(part); }
+double Bits(const uint16_t* model, int symbol) {
+  return model == nullptr ? 0 : Bits((symbol > 0 ? model[symbol - 1] : 16384) - model[symbol]);
+}
 
-void FillBsac(std::mt19937& random, int largestSi, BsacFrame* frame) {
-  const auto draw = [&](int below) {
-    return static_cast<int>(random() % static_cast<uint32_t>(below));
-  };
-  constexpr int kCodes[8] = {1, 4, 8, 16, 16, 32, 32, 64};
-  constexpr int kSis[8] = {5, 7, 9, 11, 13, 15, 23, 23};
+int Size(const uint16_t* model) {
+  int size = 1;
+  for (; model != nullptr && *model != 0; ++model) ++size;
+  return size;
+}
+
+template <typename Work>
+void ForEachBand(const BsacFrame& frame, Work work) {
+  for (int g = 0; g < frame.Groups(); ++g)
+    for (int b = 0; b < frame.element.channel[0].maxSfb; ++b) work(g, b);
+}
+
+// From ms_mask_present and the books of AAC to those of BSAC.
+void ChooseStereo(BsacFrame* frame) {
   Element& element = frame->element;
-  element.id = frame->channels == 2 ? kCpe : kSce;
-  element.commonWindow = true;
-  element.msMask = frame->msMask == 3 ? 1 : frame->msMask;
-  for (int c = 0; c < frame->channels; ++c) {
-    Channel& channel = element.channel[c];
-    const int sis = std::min(kSis[kBsacCbandTypes[frame->siType[c]].model], largestSi + 1);
-    for (int band = 0; band < 32; ++band) {
-      const int si = frame->si[c][band] = draw(sis);
-      const int top = si < 15 ? (si + 1) / 2 : si - 7;
-      for (int i = 32 * band; i < 32 * band + 32; ++i) {
-        const int magnitude = draw(1 << top) >> draw(top + 1);
-        frame->lines[c][i] = draw(2) != 0 ? magnitude : -magnitude;
-      }
+  Channel* const channel = element.channel;
+  bool noise = false;
+  bool intensity = false;
+  ForEachBand(*frame, [&](int g, int b) {
+    int& book = channel[1].book[g][b];
+    bool& used = element.msUsed[g][b];
+    if (element.msMask != 1) used = element.msMask == 2;
+    noise |= channel[0].book[g][b] == kNoise || book == kNoise;
+    if (book < kOutOfPhase) return;
+    intensity = true;
+    if (used && element.msMask == 1) book ^= kInPhase ^ kOutOfPhase;
+    used = false;
+    if (channel[0].book[g][b] != kNoise || b % 2 == 0) return;
+    // Intensity of noise is the same noise: every second band is coded as that.
+    frame->noiseMode[g][b] = book == kInPhase ? 1 : 2;
+    book = kNoise;
+    channel[1].factor[g][b] = channel[0].factor[g][b] - channel[1].factor[g][b];
+  });
+  frame->msMask = intensity ? 3 : element.msMask == 2 && noise ? 1 : element.msMask;
+}
+
+// From window behind window to coded order.
+void OrderLines(BsacFrame* frame, int c) {
+  for (int g = 0, window = 0; g < frame->Groups(); window += frame->Windows(g++))
+    for (int i = 0; i < frame->Start(g + 1) - frame->Start(g); ++i) {
+      const int four = i / 4;
+      const int line = 128 * (window + four % frame->Windows(g)) + four / frame->Windows(g) * 4;
+      frame->lines[c][frame->Start(g) + i] = frame->element.channel[c].lines[line + i % 4];
     }
-    const int codes = std::min(kCodes[frame->baseModel[c]], kCodes[frame->enhModel[c]]);
-    for (int g = 0; g < frame->Groups(); ++g)
-      for (int b = 0; b < channel.maxSfb; ++b) {
-        const bool flags = frame->pnsStart >= 0 && b >= frame->pnsStart && frame->msMask != 2;
-        int& book = channel.book[g][b];
-        const int code = frame->code[c][g][b] = draw(codes);
-        book = flags && draw(3) == 0 ? 13 : 1;
-        if (c == 1) {
-          const bool noise = element.channel[0].book[g][b] == 13;
-          if (frame->msMask == 3 && draw(2) == 0) {
-            if (noise)
-              frame->noiseMode[g][b] = 1 + draw(2), book = 13;
-            else if (book == 1)
-              book = 14 + draw(2);
-          }
-          element.msUsed[g][b] = frame->noiseMode[g][b] == 1 ||
-                                 ((frame->msMask & 1) != 0 && frame->noiseMode[g][b] == 0 &&
-                                  book <= 13 && draw(2) == 0);
-        }
-        int& factor = channel.factor[g][b];
-        factor = frame->maxScalefactor[c] - code;
-        if (book == 13) factor = frame->maxNoise[c] - code - 40;
-        if (book >= 14) factor = code % 2 != 0 ? -(code + 1) / 2 : code / 2;
+}
+
+bool ChooseFactors(BsacFrame* frame, int c) {
+  Channel& channel = frame->element.channel[c];
+  int& most = frame->maxScalefactor[c];
+  ForEachBand(*frame, [&](int g, int b) {
+    const int book = channel.book[g][b];
+    const int factor = channel.factor[g][b];
+    if (book > 0 && book < kNoise) most = std::max(most, factor);
+    if (book != kNoise) return;
+    frame->maxNoise[c] = std::max(frame->maxNoise[c], factor + 40);
+    if (frame->pnsStart < 0 || b < frame->pnsStart) frame->pnsStart = b;
+  });
+  constexpr double kCannot = 1e9;
+  double cheapest = kCannot;
+  for (int m = 0; m < 8; ++m) {
+    const uint16_t* const model = kBsacScalefactorModels[m];
+    double bits = 0;
+    ForEachBand(*frame, [&](int g, int b) {
+      const int book = channel.book[g][b];
+      const int factor = channel.factor[g][b];
+      int& code = frame->code[c][g][b];
+      code = book == 0 ? 0 : most - factor;
+      if (book == kNoise) code = frame->maxNoise[c] - 40 - factor;
+      if (book > kNoise) code = factor < 0 ? -2 * factor - 1 : 2 * factor;
+      bits += code < Size(model) ? Bits(model, code) : kCannot;
+    });
+    if (bits < cheapest) cheapest = bits, frame->baseModel[c] = frame->enhModel[c] = m;
+  }
+  ForEachBand(*frame, [&](int g, int b) {
+    if (channel.book[g][b] == 0) channel.factor[g][b] = most;
+    if (channel.book[g][b] < kNoise) channel.book[g][b] = 1;
+  });
+  return cheapest < kCannot;
+}
+
+double SpectralBits(const int* lines, int si) {
+  int magnitudes[kBandLines];
+  std::transform(lines, lines + kBandLines, magnitudes, [](int line) { return std::abs(line); });
+  double bits = 0;
+  for (int s = Top(si); s > 0; --s)
+    for (int i = 0; i < kBandLines; ++i) {
+      const auto p0 = static_cast<int>(P0(si, s, magnitudes + i / 4 * 4, i % 4));
+      bits += Bits((magnitudes[i] >> (s - 1) & 1) != 0 ? 16384 - p0 : p0);
+    }
+  return bits;
+}
+
+void ChooseCodingBands(BsacFrame* frame, int c) {
+  double bitsOf[32][kBsacCbandValues];
+  for (int band = 0; band < 32; ++band) {
+    const int* const lines = frame->lines[c] + kBandLines * band;
+    int largest = 0;
+    for (int i = 0; i < kBandLines; ++i) largest = std::max(largest, std::abs(lines[i]));
+    for (int si = 0; si < kBsacCbandValues; ++si)
+      bitsOf[band][si] =
+          largest >> Top(si) == 0 && 2 * largest >> Top(si) != 0 ? SpectralBits(lines, si) : 1e9;
+    if (largest == 0) bitsOf[band][0] = 0;
+  }
+  bool starts[33] = {};
+  for (int g = 0; g < frame->Groups(); ++g) starts[frame->Start(g) / kBandLines] = true;
+  double cheapest = 1e18;
+  for (int type = 0; type < 32; ++type) {
+    int sis[32] = {};
+    double all = 0;
+    for (int band = 0; band < 32; ++band) {
+      const int m = starts[band] ? kBsacFirstCbandModel : kBsacCbandTypes[type].model;
+      const uint16_t* const model = kBsacCbandModels[m];
+      double best = 1e9;
+      for (int si = 0; si < Size(model); ++si) {
+        const double bits = bitsOf[band][si] + Bits(model, si);
+        if (bits < best) best = bits, sis[band] = si;
       }
+      all += best;
+    }
+    if (all > cheapest) continue;
+    cheapest = all;
+    frame->siType[c] = type;
+    std::copy_n(sis, 32, frame->si[c]);
   }
 }
 
+}  // namespace
+
+int BsacFrame::Windows(int group) const {
+  const Channel& channel = element.channel[0];
+  return channel.sequence == 2 ? channel.groups[static_cast<size_t>(group)] : 1;
+}
+
+int BsacFrame::Start(int group) const {
+  const Channel& channel = element.channel[0];
+  if (channel.sequence != 2) return 1024 * group;
+  int windows = 0;
+  for (int g = 0; g < group; ++g) windows += channel.groups[static_cast<size_t>(g)];
+  return 128 * windows;
+}
+
+bool CodeBsac(BsacFrame* frame) {
+  Channel& left = frame->element.channel[0];
+  Channel& right = frame->element.channel[1];
+  if (frame->Channels() == 2) {
+    if (left.sequence != right.sequence || left.shape != right.shape || left.groups != right.groups)
+      return false;
+    left.maxSfb = right.maxSfb = std::max(left.maxSfb, right.maxSfb);
+    ChooseStereo(frame);
+  }
+  for (int c = 0; c < frame->Channels(); ++c) {
+    if (!ChooseFactors(frame, c)) return false;
+    OrderLines(frame, c);
+    ChooseCodingBands(frame, c);
+  }
+  return true;
+}
+
 std::vector<uint8_t> WriteBsac(BsacFrame* frame, int layers) {
-  return FrameWriter(frame).Write(layers);
+  if (frame->frameLength > 0) return FrameWriter(frame).Write(layers);
+  std::vector<uint8_t> best;
+  BsacFrame told = *frame;
+  for (int low = 0, high = kMostFrameBytes; high - low > 1;) {
+    told = *frame;
+    told.frameLength = (low + high) / 2;
+    const std::vector<uint8_t> bytes = FrameWriter(&told).Write(layers);
+    const int* const lines = &frame->lines[0][0];
+    if (!bytes.empty() && std::equal(lines, lines + 2 * kLines, &told.lines[0][0])) {
+      best = bytes;
+      high = told.frameLength;
+    } else {
+      low = told.frameLength;
+    }
+  }
+  return best;
 }
 
 std::vector<uint8_t> WriteBsacConfig(int samplingIndex, int channels, int numOfSubFrame) {

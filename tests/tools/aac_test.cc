@@ -375,7 +375,8 @@ TEST(Aac, RefusesClearly) {
     int code;
     const char* complaint;
   } kCases[] = {
-      {"decode noise -o o.wav", 2, "noise: not a WAV, ADTS, ADIF, ALS or framed speech file; say what it holds"},
+      {"decode noise -o o.wav", 2,
+       "noise: not a WAV, ADTS, ADIF, ALS or framed speech file; say what it holds"},
       {"decode noise --format aac -o o.wav", 1, "neither ADTS nor ADIF; raw access units need"},
       {"decode units -o o.wav", 2, "units: not a WAV"},
       {"decode noise --config 1210 -o o.wav", 1,

@@ -161,7 +161,7 @@ TEST(Decode, EverySampleFile) {
     EXPECT_EQ(result.out + result.err, "") << line;
     ExpectWav(work.Get("o.wav"), Expected(options, coded), line);
   }
-  EXPECT_EQ(files, 22);
+  EXPECT_EQ(files, 23);
 }
 
 // No sample is lost or added, wherever the input ends and however it is cut.
