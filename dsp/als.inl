@@ -14,7 +14,8 @@ constexpr uint64_t kHalf = uint64_t{1} << (kFractionBits - 1);
 #else
   // As unsigned numbers they are 2^32 too large where they are negative.
   const V2u64 product = reinterpret_cast<V2u64>(__builtin_ia32_pmuludq128(a, b));
-  const V4x32 excess = ((a >> 31) & b) + ((b >> 31) & a);
+  const V4u32 excess =
+      reinterpret_cast<V4u32>((a >> 31) & b) + reinterpret_cast<V4u32>((b >> 31) & a);
   return product - (reinterpret_cast<V2u64>(excess) << 32);
 #endif
 }
