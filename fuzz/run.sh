@@ -5,7 +5,9 @@
 set -eu
 here=$(cd "$(dirname "$0")" && pwd)
 cd "$1/fuzz"
-targets=$(for target in fuzz_*; do [ -x "$target" ] && [ -f "$target" ] && echo "$target"; done)
+targets=$(for target in fuzz_*; do
+  if [ -x "$target" ] && [ -f "$target" ]; then echo "$target"; fi
+done)
 count=$(echo "$targets" | wc -l)
 share=$(($2 * 2 / count))
 [ "$share" -gt 0 ] || share=1
