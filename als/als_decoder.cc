@@ -310,6 +310,7 @@ void AlsReset(AlsState* state) {
   state->lost = kAlsNothingLost;
   state->skip = 0;
   state->unitKnown = 0;
+  state->unitOpen = 0;
   for (int32_t c = 0; state->history > 0 && c < state->config.channels; ++c)
     std::fill_n(ChannelPast(*state, c), state->history, 0);
   if (state->config.floating != 0) AlsFloatReset(state);
@@ -330,20 +331,26 @@ int32_t AlsDecode(AlsState* state, const uint8_t* data, uint64_t size, bool unit
   const uint64_t skipped = std::min(state->skip, size);
   state->skip -= skipped;
   result->consumed = skipped;
+  const bool opened = unit && state->unitOpen != 0;
+  state->unitOpen = 0;
   if (skipped == size && !unit) return kAlsCut;
   for (;;) {
     const int32_t samples = AlsFrameSamples(state->config, state->frameNumber);
     const uint64_t bytes = FrameBytes(*state, samples);
-    if (bytes > room - result->bytes) return result->bytes == 0 ? kAlsNoRoom : kAlsGood;
+    if (bytes > room - result->bytes) {
+      state->unitOpen = unit && (opened || result->bytes > 0) ? 1 : 0;
+      return result->bytes == 0 ? kAlsNoRoom : kAlsGood;
+    }
     const uint64_t left = size - result->consumed;
     uint64_t consumed = 0;
     const int32_t status =
         DecodeFrame(state, data + result->consumed, left, unit, output + result->bytes, &consumed);
     if (status == kAlsCut) return kAlsCut;
-    if (status == kAlsBad && unit && result->bytes > 0 && IsRandomAccess(*state)) {
+    const bool goesOn = unit && (opened || result->bytes > 0);
+    if (status == kAlsBad && goesOn && IsRandomAccess(*state)) {
       // The unit has ended in front of this frame: these bytes are none.
       result->consumed = size;
-      return kAlsGood;
+      return result->bytes > 0 ? kAlsGood : kAlsCut;
     }
     if (status == kAlsBad) {
       LoseFrames(state, output + result->bytes, room - result->bytes, result);

@@ -75,6 +75,7 @@ struct AlsState {
   int32_t unitKnown;  // the present random-access unit said how long it is
   uint64_t unitLeft;  // bytes of it, from the next frame on
   uint32_t* units;    // bytes of each, where the configuration has them
+  int32_t unitOpen;   // frames of an access unit are out, and a rest of it is to come
   uint64_t skip;      // bytes of one that was given up, still to come
 
   // Per channel `history` samples of the past and room for a frame, `stride` apart.

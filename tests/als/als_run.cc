@@ -20,7 +20,7 @@ void Drain(UMC::AACDecoder* decoder, UMC::MediaData* in, size_t* room, Result* r
       continue;
     }
     const bool moved = in->GetDataSize() < before;
-    if (status == UMC::UMC_ERR_NOT_ENOUGH_DATA && moved) continue;
+    if (status == UMC::UMC_ERR_NOT_ENOUGH_DATA && moved && in->GetDataSize() > 0) continue;
     if (status == UMC::UMC_ERR_NOT_ENOUGH_DATA) return;
     if (status != UMC::UMC_OK && run->bad == 0) run->fault = status;
     run->frames += status == UMC::UMC_OK ? 1 : 0;

@@ -178,6 +178,26 @@ TEST(AlsRefusal, ComesBeforeMemoryIsTaken) {
   f.channels = 5;
   f.chanPos = {0, 1, 2, 3, 7};
   refused(f, UMC::UMC_ERR_INIT);
+  Bytes endless = WriteConfig(good);
+  endless[22] = 0x10;  // a header of 256 MiB: never all there
+  EXPECT_EQ(Decode({endless}).fault, UMC::UMC_ERR_INIT);
+}
+
+// Bytes behind the last frame of a unit, and units behind the last frame, are nothing.
+TEST(AlsRoundTrip, UnitsWithMoreInThem) {
+  Format f;
+  f.samples = 4000;
+  f.frameLength = 500;
+  for (const uint32_t distance : {1U, 2U}) {
+    f.randomAccess = distance;
+    const Stream stream = Encode(f, Material(f, f.samples, distance), 3);
+    std::vector<Bytes> units = stream.Units(distance);
+    for (Bytes& unit : units) unit.push_back(0xFF);
+    units.push_back({1, 2, 3});
+    const Result run = Decode(units, AsAudioSpecificConfig(f.rate, stream.config));
+    EXPECT_EQ(run.bad, 0u);
+    EXPECT_EQ(run.pcm, stream.pcm);
+  }
 }
 
 // The middle gain's row is three ones at the most.

@@ -7,6 +7,7 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "host_buffer.h"
 #include "orbel/registration.h"
 
 static int failures; /* written by several threads: any of them will do */
@@ -119,33 +120,6 @@ static void walk(void) {
   EXPECT(lib.getTypes(&other, 8, &count, types, 0, &outputs, NULL) == E_FAIL);
   EXPECT(lib.getName(&other, name) == E_FAIL);
 }
-
-typedef struct Buffer {
-  IMediaBuffer base;
-  uint8_t bytes[320];
-  uint32_t length;
-} Buffer;
-
-static HRESULT query(IMediaBuffer* self, const GUID* iid, void** object) {
-  (void)iid;
-  *object = self;
-  return S_OK;
-}
-static uint32_t one(IMediaBuffer* self) { return (void)self, 1; }
-static HRESULT setLength(IMediaBuffer* self, uint32_t length) {
-  ((Buffer*)(void*)self)->length = length;
-  return S_OK;
-}
-static HRESULT getMaxLength(IMediaBuffer* self, uint32_t* length) {
-  *length = sizeof((Buffer*)(void*)self)->bytes;
-  return S_OK;
-}
-static HRESULT getBytes(IMediaBuffer* self, uint8_t** bytes, uint32_t* length) {
-  *bytes = ((Buffer*)(void*)self)->bytes;
-  *length = ((Buffer*)(void*)self)->length;
-  return S_OK;
-}
-static const IMediaBufferVtbl kBufferTable = {query, one, one, setLength, getMaxLength, getBytes};
 
 /* One block of A-law through an object of the class that the registry names. */
 static void decode(void) {
